@@ -1,0 +1,78 @@
+#include "common/MessageBoxes.h"
+#include "common/Paths.h"
+#include "engine/Settings.h"
+#include "engine/SingleInstance.h"
+#include "engine/frmPilvanor.h"
+
+#include <QApplication>
+#include <QFileInfo>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+int g_signalPipe[2] = {-1, -1};
+
+void onTerminate(int)
+{
+    const char c = 1;
+    [[maybe_unused]] const auto n = ::write(g_signalPipe[0], &c, 1);
+}
+
+// SIGTERM and SIGINT end the program as the Quit menu does, so that the window's state is kept.
+void quitOnSignals(pv::frmPilvanor& fenetre)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_signalPipe) != 0) {
+        return;
+    }
+    auto* notifier = new QSocketNotifier(g_signalPipe[1], QSocketNotifier::Read, &fenetre);
+    QObject::connect(notifier, &QSocketNotifier::activated, &fenetre, [&fenetre] {
+        char c;
+        [[maybe_unused]] const auto n = ::read(g_signalPipe[1], &c, 1);
+        fenetre.quitter();
+    });
+    struct sigaction sa = {};
+    sa.sa_handler = onTerminate;
+    sigemptyset(&sa.sa_mask);
+    sa.sa_flags = SA_RESTART;
+    ::sigaction(SIGTERM, &sa, nullptr);
+    ::sigaction(SIGINT, &sa, nullptr);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QLatin1String(pv::TitreApplication));
+    QApplication::setApplicationVersion(QStringLiteral(PV_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("pilvanor"));
+    // The window may live in the tray: the program ends by its Quit menus, not when no window shows.
+    QApplication::setQuitOnLastWindowClosed(false);
+    pv::installMessageBoxes();
+
+    pv::gDefinirFichierParametres(pv::gCheminFichierParametres());
+    if (pv::gFichierParametres().isEmpty()) {
+        std::fprintf(stderr, "pilvanor: neither HOME nor XDG_CONFIG_HOME is set; settings will not be kept\n");
+    }
+
+    // A second start asks the first to come forward and ends, touching no setting.
+    pv::SingleInstance instance(QFileInfo(pv::gFichierParametres()).absolutePath());
+    if (!instance.acquire()) {
+        if (!instance.notifyFirst()) {
+            std::fprintf(stderr, "pilvanor: another instance is running but did not answer\n");
+            return 1;
+        }
+        return 0;
+    }
+
+    pv::frmPilvanor fenetre;
+    QObject::connect(&instance, &pv::SingleInstance::showRequested, &fenetre, &pv::frmPilvanor::restaurer);
+    quitOnSignals(fenetre);
+    fenetre.charger();
+    return app.exec();
+}

@@ -1,0 +1,417 @@
+#include "common/IniFile.h"
+
+#include "common/Error.h"
+#include "common/TextCodec.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace pv {
+
+namespace {
+
+bool isSectionHeader(const QString& trimmed)
+{
+    return trimmed.startsWith(QLatin1Char('[')) && trimmed.contains(QLatin1Char(']'));
+}
+
+bool isComment(const QString& trimmed)
+{
+    return trimmed.startsWith(QLatin1Char(';')) || trimmed.startsWith(QLatin1Char('#'));
+}
+
+// Index just past the last line of a body that holds something, so that an appended key lands before the blank
+// lines that separate it from the next section.
+qsizetype endOfContent(const QStringList& lines)
+{
+    qsizetype end = lines.size();
+    while (end > 0 && lines[end - 1].trimmed().isEmpty()) {
+        --end;
+    }
+    return end;
+}
+
+} // namespace
+
+QString iniLineKey(const QString& line)
+{
+    const qsizetype eq = line.indexOf(QLatin1Char('='));
+    if (eq < 0) {
+        return {};
+    }
+    const QString trimmed = line.trimmed();
+    if (isComment(trimmed)) {
+        return {};
+    }
+    return line.left(eq).trimmed();
+}
+
+IniDocument IniDocument::parse(const QString& text)
+{
+    IniDocument doc;
+    QStringList* target = &doc.m_preamble;
+    qsizetype start = 0;
+    const qsizetype n = text.size();
+    while (start < n) {
+        qsizetype end = text.indexOf(QLatin1Char('\n'), start);
+        if (end < 0) {
+            end = n;
+        }
+        qsizetype len = end - start;
+        if (len > 0 && text[start + len - 1] == QLatin1Char('\r')) {
+            --len;
+        }
+        QString line = text.mid(start, len);
+        start = end + 1;
+        const QString trimmed = line.trimmed();
+        if (isSectionHeader(trimmed)) {
+            const qsizetype close = trimmed.indexOf(QLatin1Char(']'));
+            doc.m_sections.push_back(Section{trimmed.mid(1, close - 1).trimmed(), line, {}});
+            target = &doc.m_sections.back().lines;
+        } else {
+            target->append(line);
+        }
+    }
+    return doc;
+}
+
+QString IniDocument::serialize() const
+{
+    qsizetype size = 0;
+    for (const auto& l : m_preamble) {
+        size += l.size() + 1;
+    }
+    for (const auto& s : m_sections) {
+        size += s.header.size() + 1;
+        for (const auto& l : s.lines) {
+            size += l.size() + 1;
+        }
+    }
+    QString out;
+    out.reserve(size);
+    for (const auto& l : m_preamble) {
+        out += l;
+        out += QLatin1Char('\n');
+    }
+    for (const auto& s : m_sections) {
+        out += s.header;
+        out += QLatin1Char('\n');
+        for (const auto& l : s.lines) {
+            out += l;
+            out += QLatin1Char('\n');
+        }
+    }
+    return out;
+}
+
+IniDocument::Section* IniDocument::find(const QString& section)
+{
+    for (auto& s : m_sections) {
+        if (s.name.compare(section, Qt::CaseInsensitive) == 0) {
+            return &s;
+        }
+    }
+    return nullptr;
+}
+
+const IniDocument::Section* IniDocument::find(const QString& section) const
+{
+    return const_cast<IniDocument*>(this)->find(section);
+}
+
+QStringList IniDocument::sectionNames() const
+{
+    QStringList names;
+    for (const auto& s : m_sections) {
+        names.append(s.name);
+    }
+    return names;
+}
+
+bool IniDocument::hasSection(const QString& section) const
+{
+    return find(section) != nullptr;
+}
+
+QStringList IniDocument::sectionLines(const QString& section) const
+{
+    QStringList out;
+    if (const Section* s = find(section)) {
+        for (const auto& line : s->lines) {
+            const QString trimmed = line.trimmed();
+            if (trimmed.isEmpty() || isComment(trimmed)) {
+                continue;
+            }
+            qsizetype lead = 0;
+            while (lead < line.size() && line[lead].isSpace()) {
+                ++lead;
+            }
+            out.append(lead ? line.mid(lead) : line);
+        }
+    }
+    return out;
+}
+
+std::optional<QString> IniDocument::value(const QString& section, const QString& key) const
+{
+    if (const Section* s = find(section)) {
+        for (const auto& line : s->lines) {
+            if (iniLineKey(line).compare(key, Qt::CaseInsensitive) == 0 && !key.isEmpty()) {
+                return line.mid(line.indexOf(QLatin1Char('=')) + 1);
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+void IniDocument::setValue(const QString& section, const QString& key, const QString& value)
+{
+    const QString line = key + QLatin1Char('=') + value;
+    Section* s = find(section);
+    if (!s) {
+        m_sections.push_back(Section{section, QLatin1Char('[') + section + QLatin1Char(']'), {line}});
+        return;
+    }
+    for (auto& l : s->lines) {
+        if (iniLineKey(l).compare(key, Qt::CaseInsensitive) == 0) {
+            // Keep the key as it was first written: names compare ignoring case.
+            l = l.left(l.indexOf(QLatin1Char('=')) + 1) + value;
+            return;
+        }
+    }
+    s->lines.insert(endOfContent(s->lines), line);
+}
+
+bool IniDocument::removeKey(const QString& section, const QString& key)
+{
+    return removeKeys(section, {key}) > 0;
+}
+
+int IniDocument::removeKeys(const QString& section, const QStringList& keys)
+{
+    Section* s = find(section);
+    if (!s || keys.isEmpty()) {
+        return 0;
+    }
+    QSet<QString> wanted;
+    for (const auto& k : keys) {
+        wanted.insert(k.toCaseFolded());
+    }
+    QStringList kept;
+    kept.reserve(s->lines.size());
+    int removed = 0;
+    for (auto& l : s->lines) {
+        const QString k = iniLineKey(l);
+        if (!k.isEmpty() && wanted.contains(k.toCaseFolded())) {
+            ++removed;
+        } else {
+            kept.append(std::move(l));
+        }
+    }
+    s->lines = std::move(kept);
+    return removed;
+}
+
+bool IniDocument::removeSection(const QString& section)
+{
+    for (auto it = m_sections.begin(); it != m_sections.end(); ++it) {
+        if (it->name.compare(section, Qt::CaseInsensitive) == 0) {
+            m_sections.erase(it);
+            return true;
+        }
+    }
+    return false;
+}
+
+void IniDocument::replaceSection(const QString& section, const QStringList& lines)
+{
+    if (Section* s = find(section)) {
+        s->lines = lines;
+    } else {
+        m_sections.push_back(Section{section, QLatin1Char('[') + section + QLatin1Char(']'), lines});
+    }
+}
+
+IniFile::IniFile(QString path)
+    : m_path(std::move(path))
+{
+}
+
+IniDocument IniFile::load() const
+{
+    QFile f(m_path);
+    if (!f.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    return IniDocument::parse(decodeTextFile(f.readAll()));
+}
+
+QStringList IniFile::readSection(const QString& section, int limit) const
+{
+    QStringList lines = load().sectionLines(section);
+    // Each line counts with its terminator, and the list with one more.
+    qsizetype used = 1;
+    qsizetype keep = 0;
+    for (; keep < lines.size(); ++keep) {
+        used += lines[keep].size() + 1;
+        if (used > limit) {
+            break;
+        }
+    }
+    lines.resize(keep);
+    return lines;
+}
+
+std::optional<QString> IniFile::value(const QString& section, const QString& key) const
+{
+    auto v = load().value(section, key);
+    if (v && v->size() >= SectionLimit) {
+        v->truncate(SectionLimit - 1);
+    }
+    return v;
+}
+
+QString IniFile::readString(const QString& section, const QString& key, const QString& fallback) const
+{
+    return value(section, key).value_or(fallback);
+}
+
+void IniFile::writeString(const QString& section, const QString& key, const std::optional<QString>& value)
+{
+    update([&](IniDocument& doc) {
+        if (value) {
+            doc.setValue(section, key, *value);
+        } else {
+            doc.removeKey(section, key);
+        }
+    });
+}
+
+void IniFile::removeSection(const QString& section)
+{
+    update([&](IniDocument& doc) { doc.removeSection(section); });
+}
+
+namespace {
+
+class Fd
+{
+public:
+    explicit Fd(int fd = -1)
+        : m_fd(fd)
+    {
+    }
+    ~Fd()
+    {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    int get() const { return m_fd; }
+    int release()
+    {
+        const int fd = m_fd;
+        m_fd = -1;
+        return fd;
+    }
+
+private:
+    int m_fd;
+};
+
+[[noreturn]] void fail(const QString& what, const QString& path, int err)
+{
+    throw Error(QStringLiteral("%1 %2: %3").arg(what, QDir::toNativeSeparators(path), QString::fromLocal8Bit(strerror(err))),
+                err);
+}
+
+bool writeAll(int fd, const QByteArray& data)
+{
+    const char* p = data.constData();
+    qsizetype left = data.size();
+    while (left > 0) {
+        const ssize_t n = ::write(fd, p, static_cast<size_t>(left));
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        p += n;
+        left -= n;
+    }
+    return true;
+}
+
+} // namespace
+
+void IniFile::update(const std::function<void(IniDocument&)>& edit)
+{
+    const QFileInfo info(m_path);
+    const QString dir = info.absolutePath();
+    if (!QDir().mkpath(dir)) {
+        fail(QStringLiteral("Cannot create the folder of"), m_path, errno ? errno : EACCES);
+    }
+    const QByteArray lockPath = QFile::encodeName(dir + QStringLiteral("/.") + info.fileName() + QStringLiteral(".lock"));
+    Fd lock(::open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (lock.get() < 0) {
+        fail(QStringLiteral("Cannot lock"), m_path, errno);
+    }
+    while (::flock(lock.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) {
+            fail(QStringLiteral("Cannot lock"), m_path, errno);
+        }
+    }
+
+    // A writer killed half-way leaves its temporary file behind; nobody else can be writing one now.
+    const QString tmpPrefix = QStringLiteral(".") + info.fileName() + QStringLiteral(".tmp-");
+    QDir folder(dir);
+    for (const QString& stale : folder.entryList({tmpPrefix + QLatin1Char('*')}, QDir::Files | QDir::Hidden)) {
+        folder.remove(stale);
+    }
+
+    // Read under the lock so that no other writer's edit is lost.
+    IniDocument doc = load();
+    edit(doc);
+    const QByteArray bytes = doc.serialize().toUtf8();
+
+    const QByteArray target = QFile::encodeName(info.absoluteFilePath());
+    mode_t mode = 0600;
+    struct stat st;
+    if (::stat(target.constData(), &st) == 0) {
+        mode = st.st_mode & 07777;
+    }
+    QByteArray tmpl = QFile::encodeName(dir + QLatin1Char('/') + tmpPrefix + QStringLiteral("XXXXXX"));
+    Fd tmp(::mkostemp(tmpl.data(), O_CLOEXEC));
+    if (tmp.get() < 0) {
+        fail(QStringLiteral("Cannot write"), m_path, errno);
+    }
+    if (!writeAll(tmp.get(), bytes) || ::fchmod(tmp.get(), mode) != 0 || ::fsync(tmp.get()) != 0) {
+        const int err = errno;
+        ::unlink(tmpl.constData());
+        fail(QStringLiteral("Cannot write"), m_path, err);
+    }
+    if (::close(tmp.release()) != 0 || ::rename(tmpl.constData(), target.constData()) != 0) {
+        const int err = errno;
+        ::unlink(tmpl.constData());
+        fail(QStringLiteral("Cannot write"), m_path, err);
+    }
+    // The rename is durable only once the folder is synced.
+    Fd dirFd(::open(QFile::encodeName(dir).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (dirFd.get() >= 0) {
+        ::fsync(dirFd.get());
+    }
+}
+
+} // namespace pv

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace pv {
+
+// An INI text kept line by line, so that an edit changes only the lines it touches and keeps comments, blank
+// lines and anything hand-written elsewhere. Section and key names compare ignoring case; a new key goes at the
+// end of its section and a new section at the end of the text.
+class IniDocument
+{
+public:
+    static IniDocument parse(const QString& text);
+    QString serialize() const;
+
+    QStringList sectionNames() const;
+    bool hasSection(const QString& section) const;
+    // The lines of a section in file order, comments and blank lines left out. Lines without "=" are kept:
+    // a hand-edited file may hold them and the callers decide.
+    QStringList sectionLines(const QString& section) const;
+    std::optional<QString> value(const QString& section, const QString& key) const;
+
+    void setValue(const QString& section, const QString& key, const QString& value);
+    bool removeKey(const QString& section, const QString& key);
+    // Removes every listed key in one pass; returns how many lines went.
+    int removeKeys(const QString& section, const QStringList& keys);
+    bool removeSection(const QString& section);
+    // Replaces the body of a section (created at the end when missing) by these lines.
+    void replaceSection(const QString& section, const QStringList& lines);
+
+private:
+    struct Section
+    {
+        QString name;
+        QString header;
+        QStringList lines;
+    };
+
+    Section* find(const QString& section);
+    const Section* find(const QString& section) const;
+
+    QStringList m_preamble;
+    std::vector<Section> m_sections;
+};
+
+// The key of an INI line: the text before the first "=", trimmed; empty for a comment or a line without "=".
+QString iniLineKey(const QString& line);
+
+// An INI file on disk. Reads take no lock: every write replaces the file atomically (temporary file, fsync,
+// rename) under an advisory lock, so a reader sees the old file or the new one, never a torn one, and two
+// processes never interleave their edits. Writes throw pv::Error with a readable text when they fail.
+class IniFile
+{
+public:
+    // What one read returns at most, counted as the Windows profile calls count their buffers.
+    static constexpr int SectionLimit = 32767;
+    static constexpr int HistoryLimit = 999999;
+
+    explicit IniFile(QString path);
+
+    const QString& path() const { return m_path; }
+
+    // A missing or unreadable file reads as empty.
+    IniDocument load() const;
+    // "key=value" lines of a section in file order; whole lines only, as many as fit in the limit.
+    QStringList readSection(const QString& section, int limit = SectionLimit) const;
+    std::optional<QString> value(const QString& section, const QString& key) const;
+    QString readString(const QString& section, const QString& key, const QString& fallback = {}) const;
+
+    // A null value removes the key.
+    void writeString(const QString& section, const QString& key, const std::optional<QString>& value);
+    void removeSection(const QString& section);
+    // Applies several edits to the current content in one atomic, locked write.
+    void update(const std::function<void(IniDocument&)>& edit);
+
+private:
+    QString m_path;
+};
+
+} // namespace pv

@@ -1,0 +1,480 @@
+#include "engine/frmPilvanor.h"
+
+#include "common/DataFile.h"
+#include "common/Fenetres.h"
+#include "common/LabelApplier.h"
+#include "common/Language.h"
+#include "common/NetworkProbes.h"
+#include "common/Paths.h"
+#include "engine/GlobalHotKey.h"
+#include "engine/Settings.h"
+#include "engine/StartUp.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenuBar>
+#include <QPlainTextEdit>
+#include <QRadioButton>
+#include <QStatusBar>
+#include <QStyle>
+#include <QSystemTrayIcon>
+#include <QTimer>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+#include <cstdio>
+
+namespace pv {
+
+namespace {
+
+const QString ClePosition = QStringLiteral("PositionTailleFenetrePrincipale");
+const char* const CleBouton = "cle";
+
+template<typename T>
+T* nomme(T* objet, const char* nom)
+{
+    objet->setObjectName(QLatin1String(nom));
+    return objet;
+}
+
+QIcon icone(const char* theme, QStyle::StandardPixmap secours)
+{
+    return QIcon::fromTheme(QLatin1String(theme), qApp->style()->standardIcon(secours));
+}
+
+// Windows that later work brings: present, visibly unavailable, never pretending.
+void pasEncore(std::initializer_list<QAction*> actions)
+{
+    for (QAction* a : actions) {
+        a->setEnabled(false);
+    }
+}
+
+} // namespace
+
+frmPilvanor::frmPilvanor(QWidget* parent)
+    : QMainWindow(parent)
+    , m_hotKey(new GlobalHotKey(this))
+{
+    setObjectName(QStringLiteral("frmPilvanor"));
+    setWindowTitle(QLatin1String(TitreApplication));
+    setWindowIcon(QIcon(QStringLiteral(":/icons/pilvanor.png")));
+    construireMenus();
+    construireBarresOutils();
+    construireControles();
+    staBarreStatut = nomme(new QStatusBar(this), "staBarreStatut");
+    setStatusBar(staBarreStatut);
+    // The capture of received messages runs on this timer's ticks.
+    tmrCaptureMessage = nomme(new QTimer(this), "tmrCaptureMessage");
+    setMinimumSize(360, 300);
+    resize(520, 440);
+
+    connect(m_hotKey, &GlobalHotKey::activated, this, &frmPilvanor::restaurer);
+    connect(qApp, &QGuiApplication::commitDataRequest, this, [this] { m_quitter = true; });
+}
+
+frmPilvanor::~frmPilvanor()
+{
+    decharger();
+}
+
+void frmPilvanor::construireMenus()
+{
+    auto action = [this](QMenu* menu, const char* nom, const char* texte) {
+        QAction* a = nomme(new QAction(QString::fromUtf8(texte), this), nom);
+        menu->addAction(a);
+        return a;
+    };
+    mnuFichier = nomme(menuBar()->addMenu(QStringLiteral("&Fichier")), "mnuFichier");
+    mnuFicUtilisateur = action(mnuFichier, "mnuFicUtilisateur", "&Utilisateurs...");
+    mnuFicGroupe = action(mnuFichier, "mnuFicGroupe", "&Groupes...");
+    mnuFichier->addSeparator();
+    mnuFicListeRappel = action(mnuFichier, "mnuFicListeRappel", "&Liste des rappels...");
+    mnuFicPreference = action(mnuFichier, "mnuFicPreference", "&Préférences...");
+    mnuFichier->addSeparator();
+    mnuFicQuitter = action(mnuFichier, "mnuFicQuitter", "&Quitter");
+
+    mnuMessage = nomme(menuBar()->addMenu(QStringLiteral("&Message")), "mnuMessage");
+    mnuMesEnvoyer = action(mnuMessage, "mnuMesEnvoyer", "&Envoyer");
+    mnuMesEffacer = action(mnuMessage, "mnuMesEffacer", "&Effacer");
+    mnuMessage->addSeparator();
+    mnuMesInsererSignature = action(mnuMessage, "mnuMesInsererSignature", "&Insérer la signature");
+    mnuMesMessagePredefini = action(mnuMessage, "mnuMesMessagePredefini", "&Messages prédéfinis...");
+    mnuMessage->addSeparator();
+    mnuMesHistoriqueMessage = nomme(mnuMessage->addMenu(QStringLiteral("Historique")), "mnuMesHistoriqueMessage");
+    mnuHisHistoriqueMessageRecu = action(mnuMesHistoriqueMessage, "mnuHisHistoriqueMessageRecu", "Messages &reçus");
+    mnuHisSupprimerHistoriqueMessageRecu
+        = action(mnuMesHistoriqueMessage, "mnuHisSupprimerHistoriqueMessageRecu", "&Supprimer les messages reçus");
+    mnuMesHistoriqueMessage->addSeparator();
+    mnuHisHistoriqueMessageEnvoye
+        = action(mnuMesHistoriqueMessage, "mnuHisHistoriqueMessageEnvoye", "Messages &envoyés");
+    mnuHisSupprimerHistoriqueMessageEnvoye
+        = action(mnuMesHistoriqueMessage, "mnuHisSupprimerHistoriqueMessageEnvoye", "S&upprimer les message envoyés");
+
+    mnuAide = nomme(menuBar()->addMenu(QStringLiteral("&Aide")), "mnuAide");
+    mnuAidPilvanor = action(mnuAide, "mnuAidPilvanor", "Aide sur Pilvanor");
+    mnuAidAProposDe = action(mnuAide, "mnuAidAProposDe", "A propos de Pilvanor...");
+
+    // The tray menu is not in the menu bar.
+    mnuSysTray = nomme(new QMenu(QStringLiteral("&SysTray"), this), "mnuSysTray");
+    mnuSysRestaurer = action(mnuSysTray, "mnuSysRestaurer", "Restaurer");
+    QFont gras = mnuSysRestaurer->font();
+    gras.setBold(true);
+    mnuSysRestaurer->setFont(gras);
+    mnuSysTray->addSeparator();
+    mnuSysHistoriqueMessageRecu = action(mnuSysTray, "mnuSysHistoriqueMessageRecu", "Historique des messages reçus");
+    mnuSysHistoriqueMessageEnvoye
+        = action(mnuSysTray, "mnuSysHistoriqueMessageEnvoye", "Historique des messages envoyés");
+    mnuSysListeRappel = action(mnuSysTray, "mnuSysListeRappel", "Liste des rappels...");
+    mnuSysTray->addSeparator();
+    mnuSysPreference = action(mnuSysTray, "mnuSysPreference", "Préférences...");
+    mnuSysAProposDe = action(mnuSysTray, "mnuSysAProposDe", "A propos de Pilvanor...");
+    mnuSysAidePilvanor = action(mnuSysTray, "mnuSysAidePilvanor", "Aide sur Pilvanor");
+    mnuSysTray->addSeparator();
+    mnuSysQuitter = action(mnuSysTray, "mnuSysQuitter", "Quitter");
+
+    connect(mnuFicQuitter, &QAction::triggered, this, &frmPilvanor::quitter);
+    connect(mnuSysQuitter, &QAction::triggered, this, &frmPilvanor::quitter);
+    connect(mnuSysRestaurer, &QAction::triggered, this, &frmPilvanor::restaurer);
+    connect(mnuMesEffacer, &QAction::triggered, this, [this] { txtMessage->clear(); });
+    connect(mnuMesInsererSignature, &QAction::triggered, this, &frmPilvanor::insererSignature);
+    connect(mnuHisSupprimerHistoriqueMessageRecu, &QAction::triggered, this, [this] { supprimerHistorique(false); });
+    connect(mnuHisSupprimerHistoriqueMessageEnvoye, &QAction::triggered, this, [this] { supprimerHistorique(true); });
+
+    pasEncore({mnuFicUtilisateur, mnuFicGroupe, mnuFicListeRappel, mnuFicPreference, mnuMesEnvoyer,
+               mnuMesMessagePredefini, mnuHisHistoriqueMessageRecu, mnuHisHistoriqueMessageEnvoye, mnuAidPilvanor,
+               mnuAidAProposDe, mnuSysHistoriqueMessageRecu, mnuSysHistoriqueMessageEnvoye, mnuSysListeRappel,
+               mnuSysPreference, mnuSysAProposDe, mnuSysAidePilvanor});
+}
+
+void frmPilvanor::construireBarresOutils()
+{
+    auto bouton = [this](QToolBar* barre, const char* cle, const char* theme, QStyle::StandardPixmap secours) {
+        // Toolbar buttons are reached by their key, as their tool tips come through the toolbar's own label.
+        QAction* a = barre->addAction(icone(theme, secours), QLatin1String(cle));
+        a->setProperty(CleBouton, QLatin1String(cle));
+        return a;
+    };
+    tlbPrincipale = nomme(new QToolBar(this), "tlbPrincipale");
+    tlbPrincipale->setMovable(false);
+    addToolBar(Qt::TopToolBarArea, tlbPrincipale);
+    bouton(tlbPrincipale, "Utilisateurs", "system-users", QStyle::SP_DirHomeIcon);
+    bouton(tlbPrincipale, "Groupes", "folder", QStyle::SP_DirIcon);
+    tlbPrincipale->addSeparator();
+    bouton(tlbPrincipale, "HistoriqueMessageRecu", "mail-folder-inbox", QStyle::SP_ArrowDown);
+    bouton(tlbPrincipale, "HistoriqueMessageEnvoye", "mail-folder-outbox", QStyle::SP_ArrowUp);
+    tlbPrincipale->addSeparator();
+    bouton(tlbPrincipale, "MessagePredefini", "document-edit", QStyle::SP_FileDialogDetailedView);
+    bouton(tlbPrincipale, "ListeRappel", "appointment-new", QStyle::SP_FileDialogInfoView);
+    tlbPrincipale->addSeparator();
+    bouton(tlbPrincipale, "Preference", "preferences-system", QStyle::SP_ComputerIcon);
+    tlbPrincipale->addSeparator();
+    bouton(tlbPrincipale, "AProposDe", "help-about", QStyle::SP_MessageBoxInformation);
+    bouton(tlbPrincipale, "AidePilvanor", "help-contents", QStyle::SP_DialogHelpButton);
+
+    tlbMessage = nomme(new QToolBar(this), "tlbMessage");
+    tlbMessage->setMovable(false);
+    tlbMessage->setIconSize(QSize(16, 16));
+    bouton(tlbMessage, "EnvoyerMessage", "mail-send", QStyle::SP_ArrowRight);
+    bouton(tlbMessage, "EffacerMessage", "edit-clear", QStyle::SP_DialogResetButton);
+    tlbMessage->addSeparator();
+    bouton(tlbMessage, "OuvrirTexteSelectionne", "document-open", QStyle::SP_DialogOpenButton);
+
+    connect(boutonBarreOutils(QStringLiteral("EffacerMessage")), &QAction::triggered, mnuMesEffacer,
+            &QAction::trigger);
+    for (const char* cle : {"Utilisateurs", "Groupes", "HistoriqueMessageRecu", "HistoriqueMessageEnvoye",
+                            "MessagePredefini", "ListeRappel", "Preference", "AProposDe", "AidePilvanor",
+                            "EnvoyerMessage", "OuvrirTexteSelectionne"}) {
+        boutonBarreOutils(QLatin1String(cle))->setEnabled(false);
+    }
+}
+
+void frmPilvanor::construireControles()
+{
+    auto* central = new QWidget(this);
+    auto* layout = new QVBoxLayout(central);
+
+    fraDestinataire = nomme(new QGroupBox(QStringLiteral("Destinataire"), central), "fraDestinataire");
+    auto* fraLayout = new QVBoxLayout(fraDestinataire);
+    auto* options = new QHBoxLayout;
+    const char* libelles[] = {"Utilisateurs", "Groupes"};
+    for (int i = 0; i < 2; ++i) {
+        // A control array: the members share the name and carry their index.
+        optDestinataire[i] = nomme(new QRadioButton(QLatin1String(libelles[i]), fraDestinataire), "optDestinataire");
+        optDestinataire[i]->setProperty("index", i);
+        options->addWidget(optDestinataire[i]);
+        connect(optDestinataire[i], &QRadioButton::toggled, this, [this](bool on) {
+            if (on) {
+                remplirDestinataires();
+            }
+        });
+    }
+    options->addStretch();
+    fraLayout->addLayout(options);
+    cboDestinataire = nomme(new QComboBox(fraDestinataire), "cboDestinataire");
+    cboDestinataire->setEditable(true);
+    cboDestinataire->setInsertPolicy(QComboBox::NoInsert);
+    fraLayout->addWidget(cboDestinataire);
+    layout->addWidget(fraDestinataire);
+
+    auto* predefini = new QHBoxLayout;
+    lblMessagePredefini = nomme(new QLabel(QStringLiteral("Message prédéfini"), central), "lblMessagePredefini");
+    cboMessagePredefini = nomme(new QComboBox(central), "cboMessagePredefini");
+    cboMessagePredefini->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    cboMessagePredefini->setMinimumContentsLength(12);
+    lblMessagePredefini->setBuddy(cboMessagePredefini);
+    predefini->addWidget(lblMessagePredefini);
+    predefini->addWidget(cboMessagePredefini, 1);
+    layout->addLayout(predefini);
+
+    auto* coches = new QHBoxLayout;
+    chkAjouterMessagePredefini
+        = nomme(new QCheckBox(QStringLiteral("Ajouter au message"), central), "chkAjouterMessagePredefini");
+    chkEncrypterMessage = nomme(new QCheckBox(QStringLiteral("Crypter le message"), central), "chkEncrypterMessage");
+    coches->addWidget(chkAjouterMessagePredefini);
+    coches->addWidget(chkEncrypterMessage);
+    coches->addStretch();
+    layout->addLayout(coches);
+
+    auto* entete = new QHBoxLayout;
+    lblMessage = nomme(new QLabel(QStringLiteral("Message"), central), "lblMessage");
+    entete->addWidget(lblMessage);
+    entete->addStretch();
+    entete->addWidget(tlbMessage);
+    layout->addLayout(entete);
+    txtMessage = nomme(new QPlainTextEdit(central), "txtMessage");
+    lblMessage->setBuddy(txtMessage);
+    layout->addWidget(txtMessage, 1);
+    setCentralWidget(central);
+
+    connect(cboMessagePredefini, &QComboBox::activated, this, &frmPilvanor::choisirMessagePredefini);
+}
+
+QAction* frmPilvanor::boutonBarreOutils(const QString& cle) const
+{
+    for (QToolBar* barre : {tlbPrincipale, tlbMessage}) {
+        for (QAction* a : barre->actions()) {
+            if (a->property(CleBouton).toString() == cle) {
+                return a;
+            }
+        }
+    }
+    return nullptr;
+}
+
+bool frmPilvanor::hotKeyRegistered() const
+{
+    return m_hotKey->isRegistered();
+}
+
+void frmPilvanor::charger()
+{
+    m_charge = true;
+    gChargerParametres();
+    Parametres& p = gParametres();
+    tmrCaptureMessage->setInterval(qMax(1, p.intervalleCaptureMessage));
+    tmrCaptureMessage->start();
+    if (const auto touches = parseHotKeyText(p.touchesAccesRapide)) {
+        m_hotKey->registerHotKey(*touches);
+    }
+
+    const QString dossierProgramme = gDossierProgramme();
+    gMettreDeCoteAnciensHistoriques(dossierProgramme);
+    QList<ProblemeDemarrage> problemes;
+    gDefinirFichierDonnees(gPreparerDossierDonnees(dossierProgramme, problemes));
+
+    gAppliquerPolice(txtMessage);
+    gChargerUtilisateurGroupe();
+    gChargerMessagePredefini();
+    optDestinataire[0]->setChecked(true);
+    remplirDestinataires();
+    remplirMessagesPredefinis();
+    gAfficherLibelle(p.fichierLangue, this);
+
+    chkAjouterMessagePredefini->setChecked(p.ajouterMessagePredefini);
+    chkEncrypterMessage->setChecked(p.encrypterMessage);
+    gRestaurerPositionFenetre(this, ClePosition);
+
+    // Said once, where the user looks, without stopping the start.
+    QStringList textes;
+    for (const auto& probleme : problemes) {
+        textes.append(gMessageTexte(p.fichierLangue, probleme.cle, probleme.champs));
+        std::fprintf(stderr, "pilvanor: %s\n", qPrintable(textes.last()));
+    }
+    if (!textes.isEmpty()) {
+        staBarreStatut->showMessage(textes.join(QLatin1Char(' ')));
+    }
+
+    if (p.minimiserSysTray) {
+        ajouterPVSysTray();
+    }
+    if (p.demarrerMinimise) {
+        if (picSysTray && QSystemTrayIcon::isSystemTrayAvailable()) {
+            setWindowState(Qt::WindowMinimized);
+        } else {
+            showMinimized();
+        }
+    } else {
+        setWindowState(Qt::WindowNoState);
+        show();
+    }
+}
+
+void frmPilvanor::remplirDestinataires()
+{
+    cboDestinataire->clear();
+    if (optDestinataire[1]->isChecked()) {
+        for (const Groupe& g : gGroupes()) {
+            cboDestinataire->addItem(g.nom);
+        }
+    } else {
+        for (const Utilisateur& u : gUtilisateurs()) {
+            cboDestinataire->addItem(u.station + QStringLiteral(" (") + u.description + QLatin1Char(')'));
+        }
+    }
+    cboDestinataire->setCurrentIndex(-1);
+}
+
+void frmPilvanor::remplirMessagesPredefinis()
+{
+    cboMessagePredefini->clear();
+    for (const MessagePredefini& m : gMessagesPredefinis()) {
+        // One line in the list; the whole text goes into the message.
+        QString ligne = m.texte;
+        ligne.replace(QChar(0x00B6), QLatin1Char(' '));
+        cboMessagePredefini->addItem(ligne, m.cle);
+    }
+    cboMessagePredefini->setCurrentIndex(-1);
+}
+
+void frmPilvanor::choisirMessagePredefini(int index)
+{
+    if (index < 0 || index >= gMessagesPredefinis().size()) {
+        return;
+    }
+    const QString texte = gDecoderTexte(gMessagesPredefinis()[index].texte).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    if (chkAjouterMessagePredefini->isChecked()) {
+        txtMessage->moveCursor(QTextCursor::End);
+        txtMessage->insertPlainText(texte);
+    } else {
+        txtMessage->setPlainText(texte);
+    }
+    txtMessage->setFocus();
+}
+
+void frmPilvanor::insererSignature()
+{
+    QString signature = gParametres().signature;
+    txtMessage->insertPlainText(QLatin1Char('\n') + signature.replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+}
+
+void frmPilvanor::supprimerHistorique(bool envoye)
+{
+    const QString cle
+        = envoye ? QStringLiteral("SupprimerHistoriqueMessageEnvoye") : QStringLiteral("SupprimerHistoriqueMessageRecu");
+    if (gMessageBox(gParametres().fichierLangue, cle, MsgStyle::Question) != MsgResult::Yes) {
+        return;
+    }
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    try {
+        gSupprimerHistorique(envoye);
+    } catch (const std::exception& e) {
+        gSignalerEchecEcriture(gFichierDonnees(), QString::fromLocal8Bit(e.what()));
+    }
+    QApplication::restoreOverrideCursor();
+}
+
+void frmPilvanor::ajouterPVSysTray()
+{
+    if (!picSysTray) {
+        picSysTray = nomme(new QSystemTrayIcon(QIcon(QStringLiteral(":/icons/pilvanor.png")), this), "picSysTray");
+        picSysTray->setContextMenu(mnuSysTray);
+        connect(picSysTray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason why) {
+            if (why == QSystemTrayIcon::DoubleClick || why == QSystemTrayIcon::Trigger) {
+                restaurer();
+            }
+        });
+    }
+    picSysTray->setToolTip(QLatin1String(TitreApplication) + QStringLiteral(" - ")
+                           + gMessageTexte(gParametres().fichierLangue, QStringLiteral("SysTrayAucunNouveauMessage")));
+    picSysTray->show();
+}
+
+void frmPilvanor::mSupprimerPVSysTray()
+{
+    if (picSysTray) {
+        picSysTray->hide();
+        delete picSysTray;
+        picSysTray = nullptr;
+    }
+}
+
+void frmPilvanor::restaurer()
+{
+    showNormal();
+    raise();
+    activateWindow();
+}
+
+void frmPilvanor::quitter()
+{
+    m_quitter = true;
+    close();
+}
+
+void frmPilvanor::closeEvent(QCloseEvent* event)
+{
+    if (!m_quitter && gParametres().minimiserBoutonX) {
+        event->ignore();
+        showMinimized();
+        return;
+    }
+    decharger();
+    event->accept();
+    QCoreApplication::quit();
+}
+
+void frmPilvanor::changeEvent(QEvent* event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange && isMinimized() && gParametres().minimiserSysTray && picSysTray
+        && QSystemTrayIcon::isSystemTrayAvailable()) {
+        // Minimised to the tray: only the icon stays.
+        QTimer::singleShot(0, this, &QWidget::hide);
+    } else if (event->type() == QEvent::ActivationChange && isActiveWindow() && isVisible()) {
+        txtMessage->setFocus();
+    }
+}
+
+void frmPilvanor::decharger()
+{
+    if (!m_charge || m_decharge) {
+        return;
+    }
+    m_decharge = true;
+    // Every other window goes first, the last opened first.
+    const QWidgetList autres = QApplication::topLevelWidgets();
+    for (auto it = autres.crbegin(); it != autres.crend(); ++it) {
+        if (*it != this && (*it)->isVisible()) {
+            (*it)->close();
+        }
+    }
+    if (!gFichierParametres().isEmpty()) {
+        gEnregistrerParametre(QLatin1String(SectionGeneral), QStringLiteral("AjouterMessagePredefini"),
+                              gTexteIndicateur(chkAjouterMessagePredefini->isChecked()));
+        gEnregistrerParametre(QLatin1String(SectionGeneral), QStringLiteral("EncrypterMessage"),
+                              gTexteIndicateur(chkEncrypterMessage->isChecked()));
+        gEnregistrerPositionFenetre(this, ClePosition);
+    }
+    mSupprimerPVSysTray();
+    m_hotKey->unregisterHotKey();
+}
+
+} // namespace pv

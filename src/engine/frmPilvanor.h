@@ -1,0 +1,112 @@
+#pragma once
+
+#include <QMainWindow>
+
+#include <array>
+
+class QAction;
+class QCheckBox;
+class QComboBox;
+class QGroupBox;
+class QLabel;
+class QMenu;
+class QPlainTextEdit;
+class QRadioButton;
+class QStatusBar;
+class QSystemTrayIcon;
+class QTimer;
+class QToolBar;
+
+namespace pv {
+
+class GlobalHotKey;
+
+// The main window: the program's first and last window. Controls carry their design names, and each
+// objectName is that name so that the language files reach it.
+class frmPilvanor : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit frmPilvanor(QWidget* parent = nullptr);
+    ~frmPilvanor() override;
+
+    // The start-up sequence: settings, data folder, lists, labels, position, tray icon, then shown.
+    void charger();
+    // Brings the window back from the tray or from minimised and puts it in front.
+    void restaurer();
+    // Ends the program the way the Quit menus do.
+    void quitter();
+
+    // Toolbar buttons by their key ("Utilisateurs", "EnvoyerMessage" …).
+    QAction* boutonBarreOutils(const QString& cle) const;
+    bool hotKeyRegistered() const;
+
+    QGroupBox* fraDestinataire;
+    std::array<QRadioButton*, 2> optDestinataire;
+    QComboBox* cboDestinataire;
+    QLabel* lblMessagePredefini;
+    QComboBox* cboMessagePredefini;
+    QCheckBox* chkAjouterMessagePredefini;
+    QCheckBox* chkEncrypterMessage;
+    QLabel* lblMessage;
+    QPlainTextEdit* txtMessage;
+    QToolBar* tlbPrincipale;
+    QToolBar* tlbMessage;
+    QStatusBar* staBarreStatut;
+    QTimer* tmrCaptureMessage;
+    QSystemTrayIcon* picSysTray = nullptr;
+
+    QMenu* mnuFichier;
+    QAction* mnuFicUtilisateur;
+    QAction* mnuFicGroupe;
+    QAction* mnuFicListeRappel;
+    QAction* mnuFicPreference;
+    QAction* mnuFicQuitter;
+    QMenu* mnuMessage;
+    QAction* mnuMesEnvoyer;
+    QAction* mnuMesEffacer;
+    QAction* mnuMesInsererSignature;
+    QAction* mnuMesMessagePredefini;
+    QMenu* mnuMesHistoriqueMessage;
+    QAction* mnuHisHistoriqueMessageRecu;
+    QAction* mnuHisSupprimerHistoriqueMessageRecu;
+    QAction* mnuHisHistoriqueMessageEnvoye;
+    QAction* mnuHisSupprimerHistoriqueMessageEnvoye;
+    QMenu* mnuAide;
+    QAction* mnuAidPilvanor;
+    QAction* mnuAidAProposDe;
+    QMenu* mnuSysTray;
+    QAction* mnuSysRestaurer;
+    QAction* mnuSysHistoriqueMessageRecu;
+    QAction* mnuSysHistoriqueMessageEnvoye;
+    QAction* mnuSysListeRappel;
+    QAction* mnuSysPreference;
+    QAction* mnuSysAProposDe;
+    QAction* mnuSysAidePilvanor;
+    QAction* mnuSysQuitter;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    void construireMenus();
+    void construireBarresOutils();
+    void construireControles();
+    void remplirDestinataires();
+    void remplirMessagesPredefinis();
+    void choisirMessagePredefini(int index);
+    void insererSignature();
+    void supprimerHistorique(bool envoye);
+    void ajouterPVSysTray();
+    void mSupprimerPVSysTray();
+    void decharger();
+
+    GlobalHotKey* m_hotKey;
+    bool m_charge = false;
+    bool m_quitter = false;
+    bool m_decharge = false;
+};
+
+} // namespace pv

@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# The real program under Xvfb and openbox: captions, hot key, close box, kept position.
+source "$(dirname "$0")/lib.sh"
+start_x
+new_home user
+
+# English by default.
+start_pilvanor
+id=$(wait_window Pilvanor) || fail "the main window did not appear"
+sleep 0.5
+shot pilvanor-eng.png
+
+# The hot key brings a minimised window back.
+xdotool windowminimize "$id"
+wait_state "$id" Iconic || fail "the window did not minimise"
+xdotool key ctrl+alt+m
+wait_state "$id" Normal || fail "Ctrl+Alt+M did not bring the window back"
+
+# Moved, then closed by the close box: the position is kept.
+xdotool windowmove "$id" 40 60
+xdotool windowsize "$id" 600 500
+sleep 0.3
+xdotool key --window "$id" alt+F4
+wait_exit "$PILVANOR_PID" || fail "the close box did not end the program"
+position=$(setting PositionTailleFenetrePrincipale)
+[[ "$position" =~ ^[0-9]+,[0-9]+,600,500$ ]] || fail "position not kept: '$position'"
+[ "$(setting EncrypterMessage)" = 0 ] || fail "check boxes not saved"
+
+# Restored where it was at the next start; the close box minimises when asked to.
+printf 'MinimiserBoutonX=1\nLangue=FRA\n' >>"$CONF"
+start_pilvanor
+id=$(wait_window Pilvanor) || fail "the main window did not reappear"
+sleep 0.5
+geometry=$(xdotool getwindowgeometry "$id" | sed -n 's/.*Geometry: //p')
+[ "$geometry" = "600x500" ] || fail "size not restored: $geometry"
+shot pilvanor-fra.png
+xdotool key --window "$id" alt+F4
+wait_state "$id" Iconic || fail "the close box did not minimise"
+kill -0 "$PILVANOR_PID" || fail "the close box ended the program"
+position=$(setting PositionTailleFenetrePrincipale)
+
+# SIGTERM ends it like the Quit menu; a minimised window does not overwrite the kept position.
+kill -TERM "$PILVANOR_PID"
+wait_exit "$PILVANOR_PID" || fail "SIGTERM did not end the program"
+[ "$(setting PositionTailleFenetrePrincipale)" = "$position" ] || fail "a minimised window overwrote the position"
+echo "PASS desktop"

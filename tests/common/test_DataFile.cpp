@@ -1,0 +1,170 @@
+#include "common/DataFile.h"
+#include "common/IniFile.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace pv;
+
+namespace {
+
+class DataFileTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_dir.isValid());
+        gDefinirFichierDonnees(m_dir.filePath("Pilvanor.pv"));
+    }
+
+    void writeFile(const QByteArray& bytes)
+    {
+        QFile f(gFichierDonnees());
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+        f.close();
+        gChargerUtilisateurGroupe();
+        gChargerMessagePredefini();
+    }
+
+    QStringList historyKeys(bool envoye)
+    {
+        QStringList keys;
+        for (const auto& e : gLireHistorique(envoye)) {
+            keys.append(e.cle);
+        }
+        return keys;
+    }
+
+    QTemporaryDir m_dir;
+};
+
+} // namespace
+
+TEST_F(DataFileTest, LoadersReadEveryRecordForm)
+{
+    writeFile("[User]\n"
+              "PC12=Accueil|0\n"
+              "PC-ACCUEIL=Reception desk [ground floor]|1\n"
+              "PC3=Desk|true\n"
+              "PC4=Desk|\n"
+              "PC5=no bar at all\n"
+              "line without equals\n"
+              "PC6=a|b|1\n"
+              "[PredefinedMessage]\n"
+              "20031205143007=Hello¶World = 1 | 2\n");
+    const auto& u = gUtilisateurs();
+    ASSERT_EQ(u.size(), 6);
+    struct Row
+    {
+        const char* station;
+        const char* description;
+        bool ignorer;
+    };
+    const Row expected[] = {{"PC12", "Accueil", false},     {"PC-ACCUEIL", "Reception desk [ground floor]", true},
+                            {"PC3", "Desk", false},         {"PC4", "Desk", false},
+                            {"PC5", "no bar at all", false}, {"PC6", "a", false}};
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ(u[i].station, expected[i].station);
+        EXPECT_EQ(u[i].description, expected[i].description);
+        EXPECT_EQ(u[i].ignorer, expected[i].ignorer) << expected[i].station;
+    }
+    EXPECT_TRUE(gGroupes().isEmpty()) << "an absent section loads as empty while users still load";
+    ASSERT_EQ(gMessagesPredefinis().size(), 1);
+    EXPECT_EQ(gDecoderTexte(gMessagesPredefinis()[0].texte), "Hello\r\nWorld = 1 | 2");
+}
+
+TEST_F(DataFileTest, LookUps)
+{
+    writeFile("[User]\nPC12=Accueil|0\nPC13=Accueil|1\n[Group]\nCompta=PC12,PC13\ncompta=X\n");
+    bool found = false;
+    EXPECT_EQ(gRechercherUtilisateur("pc12", false, &found).description, "Accueil");
+    EXPECT_TRUE(found);
+    EXPECT_EQ(gRechercherUtilisateur("Accueil", true, &found).station, "PC12") << "the first match wins";
+    EXPECT_TRUE(found);
+    const auto unknown = gRechercherUtilisateur("accueil", true, &found);
+    EXPECT_FALSE(found) << "descriptions compare with case";
+    EXPECT_EQ(unknown.station, "accueil");
+    EXPECT_EQ(unknown.description, "accueil");
+    EXPECT_EQ(gRechercherGroupe("Compta").membres, "PC12,PC13");
+    EXPECT_EQ(gRechercherGroupe("compta").membres, "X") << "group names compare with case";
+    EXPECT_EQ(gRechercherGroupe("COMPTA").membres, "");
+}
+
+TEST(RecordEncodings, Table)
+{
+    const std::pair<QString, QString> stations[] = {
+        {"PC12", "PC12"}, {"PC12 (Accueil)", "PC12"}, {"PC(1) (Desk)", "P"}, {"(odd)", ""}}; // a "(" in the name cuts there
+    for (const auto& [shown, station] : stations) {
+        EXPECT_EQ(gObtenirStation(shown), station) << shown.toStdString();
+    }
+    EXPECT_EQ(gEncoderTexte("a\r\nb\r\n"), QString::fromUtf8("a¶b¶"));
+    EXPECT_EQ(gDecoderTexte(QString::fromUtf8("a¶b")), "a\r\nb");
+    EXPECT_EQ(gValeurUtilisateur("Desk (1st floor)", true), "Desk [1st floor]|1");
+    EXPECT_EQ(gValeurUtilisateur("Desk", false), "Desk|0");
+    EXPECT_EQ(gCleHistorique(QDateTime(QDate(2003, 12, 5), QTime(14, 30, 7, 42))), "20031205143007042");
+    EXPECT_EQ(gCleHistorique(QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5, 6))), "20260102030405006");
+}
+
+TEST_F(DataFileTest, TrimmingKeepsTheHistoryUnderItsMaximum)
+{
+    struct Case
+    {
+        int stored;
+        int maximum;
+        int removed;
+    };
+    const Case cases[] = {{50, 50, 1}, {57, 50, 8}, {49, 50, 0}, {0, 50, 0}, {3, 0, 3}};
+    for (const auto& c : cases) {
+        IniFile(gFichierDonnees()).update([&](IniDocument& d) {
+            d.removeSection(SectionMessageRecu);
+            for (int i = 0; i < c.stored; ++i) {
+                d.setValue(SectionMessageRecu, QString::number(20000000000000000LL + i), "PC|text");
+            }
+        });
+        EXPECT_EQ(gVerifierNbMessageHistorique(false, c.maximum), c.removed) << c.stored << "/" << c.maximum;
+        const QStringList keys = historyKeys(false);
+        EXPECT_EQ(keys.size(), c.stored - c.removed);
+        if (!keys.isEmpty()) {
+            // The oldest went: what is left is the newest, in order.
+            EXPECT_EQ(keys.first(), QString::number(20000000000000000LL + c.removed));
+        }
+    }
+}
+
+TEST_F(DataFileTest, HistoryRecordsRoundTripAndStayBounded)
+{
+    QDateTime t(QDate(2026, 11, 21), QTime(9, 0));
+    for (int i = 0; i < 7; ++i) {
+        gEnregistrerHistorique(true, "PC12", QStringLiteral("line %1\r\nwith = and | inside").arg(i), 5,
+                               t.addMSecs(i));
+    }
+    const auto entries = gLireHistorique(true);
+    ASSERT_EQ(entries.size(), 5);
+    EXPECT_EQ(entries.first().texte, "line 2\r\nwith = and | inside");
+    EXPECT_EQ(entries.last().station, "PC12");
+    EXPECT_EQ(entries.last().cle, "20261121090000006");
+    EXPECT_TRUE(gLireHistorique(false).isEmpty()) << "the other history is untouched";
+    gSupprimerHistorique(true);
+    EXPECT_TRUE(gLireHistorique(true).isEmpty());
+}
+
+TEST_F(DataFileTest, HostileFileLoadsWhatItCan)
+{
+    QByteArray bytes = "no section line\n[User]\nPC1=ok|0\n=empty key\n[Group]\nG=PC1";
+    bytes += "\n[PredefinedMessage]\n";
+    // A 2 MB section: loads up to the read limit, never crashes.
+    for (int i = 0; i < 20000; ++i) {
+        bytes += QByteArray::number(i) + "=" + QByteArray(100, 'x') + "\n";
+    }
+    bytes += "[Tail]\nbad\xFF\xFEutf8=1"; // invalid UTF-8, no final newline
+    writeFile(bytes);
+    ASSERT_EQ(gUtilisateurs().size(), 1);
+    EXPECT_EQ(gUtilisateurs()[0].station, "PC1");
+    ASSERT_EQ(gGroupes().size(), 1);
+    EXPECT_EQ(gGroupes()[0].membres, "PC1");
+    EXPECT_GT(gMessagesPredefinis().size(), 100);
+    EXPECT_LT(gMessagesPredefinis().size(), 20000);
+}

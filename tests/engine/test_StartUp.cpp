@@ -1,0 +1,86 @@
+#include "common/Paths.h"
+#include "engine/SingleInstance.h"
+#include "engine/StartUp.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace pv;
+
+namespace {
+
+void touch(const QString& path, const QByteArray& content = "x")
+{
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(content);
+}
+
+class StartUpTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        qputenv("HOME", m_home.path().toUtf8());
+        qunsetenv("XDG_DATA_HOME");
+        QDir().mkpath(m_program.path());
+    }
+    QTemporaryDir m_home;
+    QTemporaryDir m_program;
+};
+
+} // namespace
+
+TEST_F(StartUpTest, OldHistoriesAreSetAsideInPlace)
+{
+    touch(m_program.filePath("Incoming.pv"), "old in");
+    touch(m_program.filePath("Outgoing.pv24"), "set aside before");
+    touch(m_program.filePath("Outgoing.pv"), "old out");
+    gMettreDeCoteAnciensHistoriques(m_program.path());
+    EXPECT_FALSE(QFile::exists(m_program.filePath("Incoming.pv")));
+    EXPECT_TRUE(QFile::exists(m_program.filePath("Incoming.pv24")));
+    QFile kept(m_program.filePath("Outgoing.pv24"));
+    ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
+    EXPECT_EQ(kept.readAll(), "set aside before") << "an earlier set-aside file is never overwritten";
+}
+
+TEST_F(StartUpTest, DataFolderIsCreatedAndANeighbourDataFileMovedIn)
+{
+    touch(m_program.filePath("Pilvanor.pv"), "[User]\nPC1=a|0\n");
+    QList<ProblemeDemarrage> problems;
+    const QString path = gPreparerDossierDonnees(m_program.path(), problems);
+    EXPECT_TRUE(problems.isEmpty());
+    EXPECT_EQ(path, m_home.filePath(".local/share/Pilvanor/Pilvanor.pv"));
+    QFile moved(path);
+    ASSERT_TRUE(moved.open(QIODevice::ReadOnly));
+    EXPECT_EQ(moved.readAll(), "[User]\nPC1=a|0\n");
+    EXPECT_FALSE(QFile::exists(m_program.filePath("Pilvanor.pv")));
+
+    // Once a data file exists, a newer neighbour never replaces it.
+    touch(m_program.filePath("Pilvanor.pv"), "other");
+    gPreparerDossierDonnees(m_program.path(), problems);
+    EXPECT_TRUE(QFile::exists(m_program.filePath("Pilvanor.pv")));
+}
+
+TEST_F(StartUpTest, AFolderThatCannotBeCreatedIsReported)
+{
+    touch(m_home.filePath(".local"), "a file where the folder should be");
+    QList<ProblemeDemarrage> problems;
+    gPreparerDossierDonnees(m_program.path(), problems);
+    ASSERT_EQ(problems.size(), 1);
+    EXPECT_EQ(problems[0].cle, "ErreurDossierDonnees");
+    EXPECT_EQ(problems[0].champs.value(0), m_home.filePath(".local/share/Pilvanor"));
+}
+
+TEST_F(StartUpTest, OneInstancePerUser)
+{
+    SingleInstance first(m_home.path());
+    ASSERT_TRUE(first.acquire());
+    SingleInstance second(m_home.path());
+    EXPECT_FALSE(second.acquire());
+    SingleInstance otherUser(m_program.path());
+    EXPECT_TRUE(otherUser.acquire()) << "another settings folder is another user";
+}
