@@ -1,0 +1,5 @@
+#!/usr/bin/env bash
+# Every C++ file is formatted by clang-format with the project's settings.
+cd "$(dirname "$0")/.."
+command -v clang-format-16 >/dev/null || { echo "SKIP: clang-format-16 is not installed"; exit 77; }
+find src tests bench fuzz -name '*.cpp' -o -name '*.h' 2>/dev/null | xargs -r clang-format-16 --dry-run --Werror
