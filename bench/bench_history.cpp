@@ -23,12 +23,13 @@ int main()
     const QDateTime start(QDate(2026, 1, 1), QTime(8, 0));
     IniFile(gFichierDonnees()).update([&](IniDocument& doc) {
         for (int i = 0; i < Entries; ++i) {
-            doc.setValue(QLatin1String(SectionMessageRecu), gCleHistorique(start.addMSecs(i)),
+            doc.setValue(QLatin1String(SectionMessageRecu),
+                         gCleHistorique(start.addMSecs(i)),
                          QStringLiteral("PC-%1|").arg(i % 40) + text);
         }
     });
-    std::printf("history: %d entries, %lld bytes\n", Entries,
-                static_cast<long long>(QFileInfo(gFichierDonnees()).size()));
+    std::printf(
+        "history: %d entries, %lld bytes\n", Entries, static_cast<long long>(QFileInfo(gFichierDonnees()).size()));
 
     std::vector<double> ms;
     QElapsedTimer timer;
@@ -39,7 +40,10 @@ int main()
     }
     std::sort(ms.begin(), ms.end());
     std::printf("trim-and-write: median %.2f ms, 90th percentile %.2f ms, max %.2f ms over %d runs (target < 20 ms)\n",
-                ms[ms.size() / 2], ms[ms.size() * 9 / 10], ms.back(), Runs);
+                ms[ms.size() / 2],
+                ms[ms.size() * 9 / 10],
+                ms.back(),
+                Runs);
     // Counted on the whole file: a read stops at its buffer limit, which a 1 MB history passes.
     const auto kept = IniFile(gFichierDonnees()).load().sectionLines(QLatin1String(SectionMessageRecu)).size();
     std::printf("entries after the runs: %lld\n", static_cast<long long>(kept));

@@ -78,7 +78,7 @@ void gChargerUtilisateurGroupe()
     for (const Ligne& l : lireSection(SectionUtilisateur)) {
         const qsizetype bar = l.valeur.indexOf(QLatin1Char('|'));
         // A value without "|" (hand-edited) keeps its whole text as the description.
-        Utilisateur u{l.cle, bar < 0 ? l.valeur : l.valeur.left(bar), false};
+        Utilisateur u {l.cle, bar < 0 ? l.valeur : l.valeur.left(bar), false};
         u.ignorer = bar >= 0 && l.valeur.mid(bar + 1) == QLatin1String("1");
         g_utilisateurs.append(u);
     }
@@ -160,13 +160,14 @@ QString gCleHistorique(const QDateTime& moment)
 {
     const QDate d = moment.date();
     const QTime t = moment.time();
-    return QString::number(d.year()) + QStringLiteral("%1%2%3%4%5%6")
-                                           .arg(d.month(), 2, 10, QLatin1Char('0'))
-                                           .arg(d.day(), 2, 10, QLatin1Char('0'))
-                                           .arg(t.hour(), 2, 10, QLatin1Char('0'))
-                                           .arg(t.minute(), 2, 10, QLatin1Char('0'))
-                                           .arg(t.second(), 2, 10, QLatin1Char('0'))
-                                           .arg(t.msec(), 3, 10, QLatin1Char('0'));
+    return QString::number(d.year())
+           + QStringLiteral("%1%2%3%4%5%6")
+                 .arg(d.month(), 2, 10, QLatin1Char('0'))
+                 .arg(d.day(), 2, 10, QLatin1Char('0'))
+                 .arg(t.hour(), 2, 10, QLatin1Char('0'))
+                 .arg(t.minute(), 2, 10, QLatin1Char('0'))
+                 .arg(t.second(), 2, 10, QLatin1Char('0'))
+                 .arg(t.msec(), 3, 10, QLatin1Char('0'));
 }
 
 int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum)
@@ -204,13 +205,14 @@ int gVerifierNbMessageHistorique(bool envoye, int maximum)
     return removed;
 }
 
-int gEnregistrerHistorique(bool envoye, const QString& station, const QString& texte, int maximum,
-                           const QDateTime& moment)
+int gEnregistrerHistorique(
+    bool envoye, const QString& station, const QString& texte, int maximum, const QDateTime& moment)
 {
     int removed = 0;
     IniFile(g_fichierDonnees).update([&](IniDocument& doc) {
         removed = gElaguerHistorique(doc, envoye, maximum);
-        doc.setValue(QLatin1String(sectionHistorique(envoye)), gCleHistorique(moment),
+        doc.setValue(QLatin1String(sectionHistorique(envoye)),
+                     gCleHistorique(moment),
                      station + QLatin1Char('|') + gEncoderTexte(texte));
     });
     return removed;

@@ -62,8 +62,8 @@ Groupe gRechercherGroupe(const QString& nom);
 QString gObtenirStation(const QString& texteAffiche);
 
 // Record encodings.
-QString gEncoderTexte(const QString& texte); // CR LF -> "¶"
-QString gDecoderTexte(const QString& texte); // "¶" -> CR LF
+QString gEncoderTexte(const QString& texte);             // CR LF -> "¶"
+QString gDecoderTexte(const QString& texte);             // "¶" -> CR LF
 QString gEncoderDescription(const QString& description); // "(" ")" -> "[" "]"
 QString gValeurUtilisateur(const QString& description, bool ignorer);
 // Year in plain digits, then month..second as two digits, then milliseconds as three.
@@ -74,7 +74,10 @@ QString gCleHistorique(const QDateTime& moment);
 int gVerifierNbMessageHistorique(bool envoye, int maximum);
 // Trims as above and appends "station|text" in the same atomic write. Throws pv::Error when the file cannot be
 // written.
-int gEnregistrerHistorique(bool envoye, const QString& station, const QString& texte, int maximum,
+int gEnregistrerHistorique(bool envoye,
+                           const QString& station,
+                           const QString& texte,
+                           int maximum,
                            const QDateTime& moment = QDateTime::currentDateTime());
 // The entries of a history in file order (oldest first).
 QList<EntreeHistorique> gLireHistorique(bool envoye);

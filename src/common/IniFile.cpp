@@ -75,7 +75,7 @@ IniDocument IniDocument::parse(const QString& text)
         const QString trimmed = line.trimmed();
         if (isSectionHeader(trimmed)) {
             const qsizetype close = trimmed.indexOf(QLatin1Char(']'));
-            doc.m_sections.push_back(Section{trimmed.mid(1, close - 1).trimmed(), line, {}});
+            doc.m_sections.push_back(Section {trimmed.mid(1, close - 1).trimmed(), line, {}});
             target = &doc.m_sections.back().lines;
         } else {
             target->append(line);
@@ -178,7 +178,7 @@ void IniDocument::setValue(const QString& section, const QString& key, const QSt
     const QString line = key + QLatin1Char('=') + value;
     Section* s = find(section);
     if (!s) {
-        m_sections.push_back(Section{section, QLatin1Char('[') + section + QLatin1Char(']'), {line}});
+        m_sections.push_back(Section {section, QLatin1Char('[') + section + QLatin1Char(']'), {line}});
         return;
     }
     for (auto& l : s->lines) {
@@ -237,7 +237,7 @@ void IniDocument::replaceSection(const QString& section, const QStringList& line
     if (Section* s = find(section)) {
         s->lines = lines;
     } else {
-        m_sections.push_back(Section{section, QLatin1Char('[') + section + QLatin1Char(']'), lines});
+        m_sections.push_back(Section {section, QLatin1Char('[') + section + QLatin1Char(']'), lines});
     }
 }
 
@@ -332,8 +332,9 @@ private:
 
 [[noreturn]] void fail(const QString& what, const QString& path, int err)
 {
-    throw Error(QStringLiteral("%1 %2: %3").arg(what, QDir::toNativeSeparators(path), QString::fromLocal8Bit(strerror(err))),
-                err);
+    throw Error(
+        QStringLiteral("%1 %2: %3").arg(what, QDir::toNativeSeparators(path), QString::fromLocal8Bit(strerror(err))),
+        err);
 }
 
 bool writeAll(int fd, const QByteArray& data)
@@ -363,7 +364,8 @@ void IniFile::update(const std::function<void(IniDocument&)>& edit)
     if (!QDir().mkpath(dir)) {
         fail(QStringLiteral("Cannot create the folder of"), m_path, errno ? errno : EACCES);
     }
-    const QByteArray lockPath = QFile::encodeName(dir + QStringLiteral("/.") + info.fileName() + QStringLiteral(".lock"));
+    const QByteArray lockPath
+        = QFile::encodeName(dir + QStringLiteral("/.") + info.fileName() + QStringLiteral(".lock"));
     Fd lock(::open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (lock.get() < 0) {
         fail(QStringLiteral("Cannot lock"), m_path, errno);

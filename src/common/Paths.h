@@ -9,10 +9,10 @@ inline constexpr auto TitreApplication = "Pilvanor";
 // The per-user folders that stand in for the Windows special folders. Each honours its XDG variable, so a test
 // with a temporary HOME touches nothing else.
 enum class DossierSpecial {
-    Donnees, // $XDG_DATA_HOME, the application-data folder
+    Donnees,       // $XDG_DATA_HOME, the application-data folder
     Configuration, // $XDG_CONFIG_HOME, where the settings store lives
-    Etat, // $XDG_STATE_HOME, where the message service keeps its spool
-    Execution, // $XDG_RUNTIME_DIR, else the temporary folder
+    Etat,          // $XDG_STATE_HOME, where the message service keeps its spool
+    Execution,     // $XDG_RUNTIME_DIR, else the temporary folder
 };
 
 // Empty when neither the variable nor HOME gives a folder.

@@ -23,8 +23,8 @@ Parametres g_parametres;
 template<typename T>
 void lireIndicateur(const char* cle, const char* defaut, T& cible)
 {
-    if (auto n = gValeurStricte(gObtenirParametre(QLatin1String(SectionGeneral), QLatin1String(cle),
-                                                  QLatin1String(defaut)))) {
+    if (auto n
+        = gValeurStricte(gObtenirParametre(QLatin1String(SectionGeneral), QLatin1String(cle), QLatin1String(defaut)))) {
         cible = (*n == 1);
     }
 }
@@ -140,7 +140,9 @@ void gChargerParametres()
 {
     Parametres& p = g_parametres;
     const QLatin1String general(SectionGeneral);
-    auto lire = [&](const char* cle, const QString& defaut) { return gObtenirParametre(general, QLatin1String(cle), defaut); };
+    auto lire = [&](const char* cle, const QString& defaut) {
+        return gObtenirParametre(general, QLatin1String(cle), defaut);
+    };
 
     p.langue = lire("Langue", QStringLiteral("ENG")).trimmed();
     p.fichierLangue = gDossierProgramme() + QStringLiteral("/pv.") + p.langue;
@@ -204,8 +206,10 @@ std::optional<QRect> gLirePositionFenetre(const QString& cle)
 
 void gEnregistrerPositionFenetre(const QString& cle, const QRect& rect)
 {
-    gEnregistrerParametre(QLatin1String(SectionGeneral), cle,
-                          QStringLiteral("%1,%2,%3,%4").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height()));
+    gEnregistrerParametre(
+        QLatin1String(SectionGeneral),
+        cle,
+        QStringLiteral("%1,%2,%3,%4").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height()));
 }
 
 void gSignalerEchecEcriture(const QString& chemin, const QString& raison)
@@ -215,8 +219,8 @@ void gSignalerEchecEcriture(const QString& chemin, const QString& raison)
         return;
     }
     dejaSignales.insert(chemin);
-    gMessage(g_parametres.fichierLangue, QStringLiteral("ErreurEcritureFichier"), MsgStyle::Exclamation,
-             {chemin, raison});
+    gMessage(
+        g_parametres.fichierLangue, QStringLiteral("ErreurEcritureFichier"), MsgStyle::Exclamation, {chemin, raison});
 }
 
 } // namespace pv

@@ -23,8 +23,8 @@ const QByteArray Answer = "ok\n";
 SingleInstance::SingleInstance(const QString& key, QObject* parent)
     : QObject(parent)
 {
-    const QString hash = QString::fromLatin1(
-        QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Sha256).toHex().left(16));
+    const QString hash
+        = QString::fromLatin1(QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Sha256).toHex().left(16));
     const QString base = gObtenirDossierSpecial(DossierSpecial::Execution) + QStringLiteral("/pilvanor-")
                          + QString::number(::getuid()) + QLatin1Char('-') + hash;
     m_socketPath = base + QStringLiteral(".sock");

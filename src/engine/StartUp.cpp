@@ -46,8 +46,9 @@ QString gPreparerDossierDonnees(const QString& dossierProgramme, QList<ProblemeD
                 if (QFile::copy(voisin, fichier)) {
                     QFile::remove(voisin);
                 } else {
-                    problemes.append({QStringLiteral("ErreurEcritureFichier"),
-                                      {fichier, QStringLiteral("the data file beside the program could not be moved")}});
+                    problemes.append(
+                        {QStringLiteral("ErreurEcritureFichier"),
+                         {fichier, QStringLiteral("the data file beside the program could not be moved")}});
                 }
             }
         }

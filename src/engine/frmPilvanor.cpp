@@ -148,10 +148,22 @@ void frmPilvanor::construireMenus()
     connect(mnuHisSupprimerHistoriqueMessageRecu, &QAction::triggered, this, [this] { supprimerHistorique(false); });
     connect(mnuHisSupprimerHistoriqueMessageEnvoye, &QAction::triggered, this, [this] { supprimerHistorique(true); });
 
-    pasEncore({mnuFicUtilisateur, mnuFicGroupe, mnuFicListeRappel, mnuFicPreference, mnuMesEnvoyer,
-               mnuMesMessagePredefini, mnuHisHistoriqueMessageRecu, mnuHisHistoriqueMessageEnvoye, mnuAidPilvanor,
-               mnuAidAProposDe, mnuSysHistoriqueMessageRecu, mnuSysHistoriqueMessageEnvoye, mnuSysListeRappel,
-               mnuSysPreference, mnuSysAProposDe, mnuSysAidePilvanor});
+    pasEncore({mnuFicUtilisateur,
+               mnuFicGroupe,
+               mnuFicListeRappel,
+               mnuFicPreference,
+               mnuMesEnvoyer,
+               mnuMesMessagePredefini,
+               mnuHisHistoriqueMessageRecu,
+               mnuHisHistoriqueMessageEnvoye,
+               mnuAidPilvanor,
+               mnuAidAProposDe,
+               mnuSysHistoriqueMessageRecu,
+               mnuSysHistoriqueMessageEnvoye,
+               mnuSysListeRappel,
+               mnuSysPreference,
+               mnuSysAProposDe,
+               mnuSysAidePilvanor});
 }
 
 void frmPilvanor::construireBarresOutils()
@@ -187,11 +199,18 @@ void frmPilvanor::construireBarresOutils()
     tlbMessage->addSeparator();
     bouton(tlbMessage, "OuvrirTexteSelectionne", "document-open", QStyle::SP_DialogOpenButton);
 
-    connect(boutonBarreOutils(QStringLiteral("EffacerMessage")), &QAction::triggered, mnuMesEffacer,
-            &QAction::trigger);
-    for (const char* cle : {"Utilisateurs", "Groupes", "HistoriqueMessageRecu", "HistoriqueMessageEnvoye",
-                            "MessagePredefini", "ListeRappel", "Preference", "AProposDe", "AidePilvanor",
-                            "EnvoyerMessage", "OuvrirTexteSelectionne"}) {
+    connect(boutonBarreOutils(QStringLiteral("EffacerMessage")), &QAction::triggered, mnuMesEffacer, &QAction::trigger);
+    for (const char* cle : {"Utilisateurs",
+                            "Groupes",
+                            "HistoriqueMessageRecu",
+                            "HistoriqueMessageEnvoye",
+                            "MessagePredefini",
+                            "ListeRappel",
+                            "Preference",
+                            "AProposDe",
+                            "AidePilvanor",
+                            "EnvoyerMessage",
+                            "OuvrirTexteSelectionne"}) {
         boutonBarreOutils(QLatin1String(cle))->setEnabled(false);
     }
 }
@@ -359,7 +378,8 @@ void frmPilvanor::choisirMessagePredefini(int index)
     if (index < 0 || index >= gMessagesPredefinis().size()) {
         return;
     }
-    const QString texte = gDecoderTexte(gMessagesPredefinis()[index].texte).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    const QString texte
+        = gDecoderTexte(gMessagesPredefinis()[index].texte).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     if (chkAjouterMessagePredefini->isChecked()) {
         txtMessage->moveCursor(QTextCursor::End);
         txtMessage->insertPlainText(texte);
@@ -377,8 +397,8 @@ void frmPilvanor::insererSignature()
 
 void frmPilvanor::supprimerHistorique(bool envoye)
 {
-    const QString cle
-        = envoye ? QStringLiteral("SupprimerHistoriqueMessageEnvoye") : QStringLiteral("SupprimerHistoriqueMessageRecu");
+    const QString cle = envoye ? QStringLiteral("SupprimerHistoriqueMessageEnvoye")
+                               : QStringLiteral("SupprimerHistoriqueMessageRecu");
     if (gMessageBox(gParametres().fichierLangue, cle, MsgStyle::Question) != MsgResult::Yes) {
         return;
     }
@@ -467,9 +487,11 @@ void frmPilvanor::decharger()
         }
     }
     if (!gFichierParametres().isEmpty()) {
-        gEnregistrerParametre(QLatin1String(SectionGeneral), QStringLiteral("AjouterMessagePredefini"),
+        gEnregistrerParametre(QLatin1String(SectionGeneral),
+                              QStringLiteral("AjouterMessagePredefini"),
                               gTexteIndicateur(chkAjouterMessagePredefini->isChecked()));
-        gEnregistrerParametre(QLatin1String(SectionGeneral), QStringLiteral("EncrypterMessage"),
+        gEnregistrerParametre(QLatin1String(SectionGeneral),
+                              QStringLiteral("EncrypterMessage"),
                               gTexteIndicateur(chkEncrypterMessage->isChecked()));
         gEnregistrerPositionFenetre(this, ClePosition);
     }

@@ -63,9 +63,12 @@ TEST_F(DataFileTest, LoadersReadEveryRecordForm)
         const char* description;
         bool ignorer;
     };
-    const Row expected[] = {{"PC12", "Accueil", false},     {"PC-ACCUEIL", "Reception desk [ground floor]", true},
-                            {"PC3", "Desk", false},         {"PC4", "Desk", false},
-                            {"PC5", "no bar at all", false}, {"PC6", "a", false}};
+    const Row expected[] = {{"PC12", "Accueil", false},
+                            {"PC-ACCUEIL", "Reception desk [ground floor]", true},
+                            {"PC3", "Desk", false},
+                            {"PC4", "Desk", false},
+                            {"PC5", "no bar at all", false},
+                            {"PC6", "a", false}};
     for (int i = 0; i < 6; ++i) {
         EXPECT_EQ(u[i].station, expected[i].station);
         EXPECT_EQ(u[i].description, expected[i].description);
@@ -95,8 +98,10 @@ TEST_F(DataFileTest, LookUps)
 
 TEST(RecordEncodings, Table)
 {
-    const std::pair<QString, QString> stations[] = {
-        {"PC12", "PC12"}, {"PC12 (Accueil)", "PC12"}, {"PC(1) (Desk)", "P"}, {"(odd)", ""}}; // a "(" in the name cuts there
+    const std::pair<QString, QString> stations[] = {{"PC12", "PC12"},
+                                                    {"PC12 (Accueil)", "PC12"},
+                                                    {"PC(1) (Desk)", "P"},
+                                                    {"(odd)", ""}}; // a "(" in the name cuts there
     for (const auto& [shown, station] : stations) {
         EXPECT_EQ(gObtenirStation(shown), station) << shown.toStdString();
     }
@@ -138,8 +143,7 @@ TEST_F(DataFileTest, HistoryRecordsRoundTripAndStayBounded)
 {
     QDateTime t(QDate(2026, 11, 21), QTime(9, 0));
     for (int i = 0; i < 7; ++i) {
-        gEnregistrerHistorique(true, "PC12", QStringLiteral("line %1\r\nwith = and | inside").arg(i), 5,
-                               t.addMSecs(i));
+        gEnregistrerHistorique(true, "PC12", QStringLiteral("line %1\r\nwith = and | inside").arg(i), 5, t.addMSecs(i));
     }
     const auto entries = gLireHistorique(true);
     ASSERT_EQ(entries.size(), 5);

@@ -108,8 +108,8 @@ TEST(IniCrash, KilledWritersLoseNothingAcknowledged)
             present.insert(lines[i].section(QLatin1Char('='), 0, 0));
         }
         for (const QString& key : mustHave) {
-            ASSERT_TRUE(present.contains(key)) << "lost acknowledged write " << key.toStdString() << " in round "
-                                               << round;
+            ASSERT_TRUE(present.contains(key))
+                << "lost acknowledged write " << key.toStdString() << " in round " << round;
         }
     }
     EXPECT_GT(mustHave.size(), Rounds) << "the writers should have completed writes between kills";

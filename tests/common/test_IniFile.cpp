@@ -41,25 +41,47 @@ struct EditCase
 TEST(IniDocument, EditsTouchOnlyTheirLines)
 {
     const EditCase cases[] = {
-        {"new key at end of its section", "[A]\nx=1\n\n[B]\ny=2\n",
-         [](IniDocument& d) { d.setValue("A", "z", "3"); }, "[A]\nx=1\nz=3\n\n[B]\ny=2\n"},
-        {"new section at end of file", "; kept\n[A]\nx=1\n", [](IniDocument& d) { d.setValue("B", "k", "v"); },
+        {"new key at end of its section",
+         "[A]\nx=1\n\n[B]\ny=2\n",
+         [](IniDocument& d) { d.setValue("A", "z", "3"); },
+         "[A]\nx=1\nz=3\n\n[B]\ny=2\n"},
+        {"new section at end of file",
+         "; kept\n[A]\nx=1\n",
+         [](IniDocument& d) { d.setValue("B", "k", "v"); },
          "; kept\n[A]\nx=1\n[B]\nk=v\n"},
-        {"replace keeps place and spelling of key", "[a]\nKey=1\nother=2\n",
-         [](IniDocument& d) { d.setValue("A", "KEY", "9"); }, "[a]\nKey=9\nother=2\n"},
-        {"remove key ignoring case", "[A]\nx=1\nY=2\nz=3\n", [](IniDocument& d) { d.removeKey("a", "y"); },
+        {"replace keeps place and spelling of key",
+         "[a]\nKey=1\nother=2\n",
+         [](IniDocument& d) { d.setValue("A", "KEY", "9"); },
+         "[a]\nKey=9\nother=2\n"},
+        {"remove key ignoring case",
+         "[A]\nx=1\nY=2\nz=3\n",
+         [](IniDocument& d) { d.removeKey("a", "y"); },
          "[A]\nx=1\nz=3\n"},
-        {"remove section", "[A]\nx=1\n[B]\ny=2\n[C]\n", [](IniDocument& d) { d.removeSection("b"); },
+        {"remove section",
+         "[A]\nx=1\n[B]\ny=2\n[C]\n",
+         [](IniDocument& d) { d.removeSection("b"); },
          "[A]\nx=1\n[C]\n"},
-        {"remove several keys in one pass", "[H]\n1=a\n2=b\n3=c\n4=d\n",
-         [](IniDocument& d) { EXPECT_EQ(d.removeKeys("H", {"1", "3", "absent"}), 2); }, "[H]\n2=b\n4=d\n"},
-        {"value holding '=' and '|' survives", "[A]\n", [](IniDocument& d) { d.setValue("A", "k", "a=b|c=d"); },
+        {"remove several keys in one pass",
+         "[H]\n1=a\n2=b\n3=c\n4=d\n",
+         [](IniDocument& d) {
+             EXPECT_EQ(d.removeKeys("H", {"1", "3", "absent"}), 2);
+         },
+         "[H]\n2=b\n4=d\n"},
+        {"value holding '=' and '|' survives",
+         "[A]\n",
+         [](IniDocument& d) { d.setValue("A", "k", "a=b|c=d"); },
          "[A]\nk=a=b|c=d\n"},
-        {"replace a section body", "[A]\nx=1\n[B]\n", [](IniDocument& d) { d.replaceSection("A", {"n=2"}); },
+        {"replace a section body",
+         "[A]\nx=1\n[B]\n",
+         [](IniDocument& d) { d.replaceSection("A", {"n=2"}); },
          "[A]\nn=2\n[B]\n"},
-        {"CRLF file and missing final newline", "[A]\r\nx=1", [](IniDocument& d) { d.setValue("A", "y", "2"); },
+        {"CRLF file and missing final newline",
+         "[A]\r\nx=1",
+         [](IniDocument& d) { d.setValue("A", "y", "2"); },
          "[A]\nx=1\ny=2\n"},
-        {"removing an absent key changes nothing", "[A]\nx=1\n", [](IniDocument& d) { d.removeKey("Z", "x"); },
+        {"removing an absent key changes nothing",
+         "[A]\nx=1\n",
+         [](IniDocument& d) { d.removeKey("Z", "x"); },
          "[A]\nx=1\n"},
     };
     for (const auto& c : cases) {
@@ -138,10 +160,10 @@ TEST(TextCodec, Utf8Validation)
         {"plain ascii", true},
         {"caf\xC3\xA9", true},
         {"\xE2\x82\xAC\xF0\x9F\x98\x80", true},
-        {"caf\xE9", false}, // Latin-1 byte
-        {"\xC3", false}, // cut short
-        {"\xC0\xAF", false}, // overlong
-        {"\xED\xA0\x80", false}, // surrogate
+        {"caf\xE9", false},          // Latin-1 byte
+        {"\xC3", false},             // cut short
+        {"\xC0\xAF", false},         // overlong
+        {"\xED\xA0\x80", false},     // surrogate
         {"\xF4\x90\x80\x80", false}, // past U+10FFFF
     };
     for (const auto& [bytes, valid] : cases) {

@@ -20,7 +20,7 @@ protected:
         qputenv("HOME", m_home.path().toUtf8());
         qunsetenv("XDG_CONFIG_HOME");
         gDefinirFichierParametres(m_home.filePath(".config/Pilvanor/Pilvanor.conf"));
-        gParametres() = Parametres{};
+        gParametres() = Parametres {};
     }
 
     void store(const char* section, const char* key, const QString& value)
@@ -45,11 +45,20 @@ TEST_F(SettingsTest, FreshUserGetsTheDefaults)
     EXPECT_TRUE(p.police.gras);
     EXPECT_EQ(p.police.couleur, 8388608);
     const std::pair<bool, bool> flags[] = {
-        {p.demarrerMinimise, false},       {p.minimiserSysTray, true},         {p.minimiserBoutonX, false},
-        {p.afficherStationAvecNomIP, false}, {p.garderPositionTailleFenetre, true}, {p.jouerFichierSon, false},
-        {p.ajouterSignature, false},       {p.capturerMessage, true},          {p.minimiserApresEnvoi, true},
-        {p.effacerMessageApresEnvoi, true}, {p.pingStationAvantEnvoi, true},    {p.ajouterMessagePredefini, false},
-        {p.encrypterMessage, false},       {p.demarrerAvecSysteme, false},
+        {p.demarrerMinimise, false},
+        {p.minimiserSysTray, true},
+        {p.minimiserBoutonX, false},
+        {p.afficherStationAvecNomIP, false},
+        {p.garderPositionTailleFenetre, true},
+        {p.jouerFichierSon, false},
+        {p.ajouterSignature, false},
+        {p.capturerMessage, true},
+        {p.minimiserApresEnvoi, true},
+        {p.effacerMessageApresEnvoi, true},
+        {p.pingStationAvantEnvoi, true},
+        {p.ajouterMessagePredefini, false},
+        {p.encrypterMessage, false},
+        {p.demarrerAvecSysteme, false},
     };
     for (size_t i = 0; i < std::size(flags); ++i) {
         EXPECT_EQ(flags[i].first, flags[i].second) << "flag #" << i;
@@ -93,8 +102,13 @@ TEST_F(SettingsTest, ConversionRules)
     for (const auto& [text, value] : leading) {
         EXPECT_EQ(gValeurNombreInitial(text), value) << text;
     }
-    const std::pair<const char*, std::optional<int>> strict[] = {
-        {"1", 1}, {" 42 ", 42}, {"2.6", 3}, {"1e2", 100}, {"x", std::nullopt}, {"", std::nullopt}, {"12abc", std::nullopt}};
+    const std::pair<const char*, std::optional<int>> strict[] = {{"1", 1},
+                                                                 {" 42 ", 42},
+                                                                 {"2.6", 3},
+                                                                 {"1e2", 100},
+                                                                 {"x", std::nullopt},
+                                                                 {"", std::nullopt},
+                                                                 {"12abc", std::nullopt}};
     for (const auto& [text, value] : strict) {
         EXPECT_EQ(gValeurStricte(text), value) << text;
     }

@@ -55,7 +55,7 @@ void tst_frmPilvanor::init()
     }
     gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang"));
     gDefinirFichierParametres(gCheminFichierParametres());
-    gParametres() = Parametres{};
+    gParametres() = Parametres {};
     m_boxes.clear();
     setMessageBoxPresenter([this](const QString& text, int style, const QString&) {
         m_boxes.append({text, style});
@@ -67,8 +67,10 @@ void tst_frmPilvanor::captionsComeFromTheLanguageFile_data()
 {
     QTest::addColumn<QString>("code");
     QTest::addColumn<QString>("quit");
-    QTest::newRow("English") << "ENG" << "&Quit";
-    QTest::newRow("French") << "FRA" << "&Quitter";
+    QTest::newRow("English") << "ENG"
+                             << "&Quit";
+    QTest::newRow("French") << "FRA"
+                            << "&Quitter";
 }
 
 void tst_frmPilvanor::captionsComeFromTheLanguageFile()
@@ -93,8 +95,12 @@ void tst_frmPilvanor::laterWindowsAreVisiblyUnavailable()
 {
     frmPilvanor w;
     w.charger();
-    for (QAction* working : {w.mnuFicQuitter, w.mnuSysQuitter, w.mnuSysRestaurer, w.mnuMesEffacer,
-                             w.mnuMesInsererSignature, w.mnuHisSupprimerHistoriqueMessageRecu}) {
+    for (QAction* working : {w.mnuFicQuitter,
+                             w.mnuSysQuitter,
+                             w.mnuSysRestaurer,
+                             w.mnuMesEffacer,
+                             w.mnuMesInsererSignature,
+                             w.mnuHisSupprimerHistoriqueMessageRecu}) {
         QVERIFY2(working->isEnabled(), qPrintable(working->objectName()));
     }
     for (QAction* later : {w.mnuFicUtilisateur, w.mnuFicPreference, w.mnuMesEnvoyer, w.mnuSysAProposDe}) {
@@ -126,7 +132,8 @@ void tst_frmPilvanor::listsShowTheDataFile()
 
 void tst_frmPilvanor::predefinedMessageReplacesOrAppends()
 {
-    IniFile(gCheminFichierDonneesParDefaut()).writeString("PredefinedMessage", "20260101120000", QString::fromUtf8("A¶B"));
+    IniFile(gCheminFichierDonneesParDefaut())
+        .writeString("PredefinedMessage", "20260101120000", QString::fromUtf8("A¶B"));
     frmPilvanor w;
     w.charger();
     w.txtMessage->setPlainText("Hello ");
