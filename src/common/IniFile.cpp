@@ -177,6 +177,7 @@ void IniDocument::setValue(const QString& section, const QString& key, const QSt
 {
     const QString line = key + QLatin1Char('=') + value;
     Section* s = find(section);
+    m_modified = true;
     if (!s) {
         m_sections.push_back(Section {section, QLatin1Char('[') + section + QLatin1Char(']'), {line}});
         return;
@@ -184,11 +185,14 @@ void IniDocument::setValue(const QString& section, const QString& key, const QSt
     for (auto& l : s->lines) {
         if (iniLineKey(l).compare(key, Qt::CaseInsensitive) == 0) {
             // Keep the key as it was first written: names compare ignoring case.
-            l = l.left(l.indexOf(QLatin1Char('=')) + 1) + value;
+            const QString replaced = l.left(l.indexOf(QLatin1Char('=')) + 1) + value;
+            m_modified = m_modified || replaced != l;
+            l = replaced;
             return;
         }
     }
     s->lines.insert(endOfContent(s->lines), line);
+    m_modified = true;
 }
 
 bool IniDocument::removeKey(const QString& section, const QString& key)
@@ -218,6 +222,7 @@ int IniDocument::removeKeys(const QString& section, const QStringList& keys)
         }
     }
     s->lines = std::move(kept);
+    m_modified = m_modified || removed > 0;
     return removed;
 }
 
@@ -226,6 +231,7 @@ bool IniDocument::removeSection(const QString& section)
     for (auto it = m_sections.begin(); it != m_sections.end(); ++it) {
         if (it->name.compare(section, Qt::CaseInsensitive) == 0) {
             m_sections.erase(it);
+            m_modified = true;
             return true;
         }
     }
@@ -386,6 +392,10 @@ void IniFile::update(const std::function<void(IniDocument&)>& edit)
     // Read under the lock so that no other writer's edit is lost.
     IniDocument doc = load();
     edit(doc);
+    // Nothing to write: an absent file stays absent and a present one keeps its bytes.
+    if (!doc.isModified()) {
+        return;
+    }
     const QByteArray bytes = doc.serialize().toUtf8();
 
     const QByteArray target = QFile::encodeName(info.absoluteFilePath());

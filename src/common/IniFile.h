@@ -33,6 +33,9 @@ public:
     // Replaces the body of a section (created at the end when missing) by these lines.
     void replaceSection(const QString& section, const QStringList& lines);
 
+    // True once an edit changed the text.
+    bool isModified() const { return m_modified; }
+
 private:
     struct Section
     {
@@ -46,6 +49,7 @@ private:
 
     QStringList m_preamble;
     std::vector<Section> m_sections;
+    bool m_modified = false;
 };
 
 // The key of an INI line: the text before the first "=", trimmed; empty for a comment or a line without "=".

@@ -127,6 +127,8 @@ TEST(IniFile, MissingFileReadsEmptyAndFirstWriteCreatesIt)
     IniFile ini(dir.filePath("sub/folder/new.ini"));
     EXPECT_TRUE(ini.readSection("S").isEmpty());
     EXPECT_EQ(ini.readString("S", "k", "fallback"), "fallback");
+    ini.removeSection("S");
+    EXPECT_FALSE(QFile::exists(ini.path())) << "an edit that changes nothing writes nothing";
     ini.writeString("S", "k", "v");
     EXPECT_EQ(readAll(ini.path()), "[S]\nk=v\n");
     struct stat st;

@@ -12,6 +12,7 @@
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QRadioButton>
+#include <QStatusBar>
 #include <QTemporaryDir>
 #include <QToolBar>
 #include <QtTest>
@@ -33,6 +34,7 @@ private Q_SLOTS:
     void unloadKeepsTheCheckBoxes();
     void historyDeletionAsksFirst_data();
     void historyDeletionAsksFirst();
+    void unusableDataFolderIsSaidOnceAndTheWindowRuns();
 
 private:
     QString langFile(const QString& code) const { return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + code; }
@@ -200,6 +202,28 @@ void tst_frmPilvanor::historyDeletionAsksFirst()
     QCOMPARE(m_boxes[0].second, int(MsgStyle::Question | MsgStyle::YesNo));
     QCOMPARE(gLireHistorique(envoye).isEmpty(), !kept);
     QCOMPARE(gLireHistorique(!envoye).size(), 1);
+}
+
+void tst_frmPilvanor::unusableDataFolderIsSaidOnceAndTheWindowRuns()
+{
+    QFile blocker(m_home->filePath(".local"));
+    QVERIFY(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    frmPilvanor w;
+    w.charger();
+    QVERIFY(w.isVisible());
+    QVERIFY2(w.staBarreStatut->currentMessage().contains(m_home->filePath(".local/share/Pilvanor")),
+             qPrintable(w.staBarreStatut->currentMessage()));
+    QVERIFY(m_boxes.isEmpty());
+    // Saving a history then fails: said once in a box, however often it fails.
+    m_answer = MsgResult::Yes;
+    w.mnuHisSupprimerHistoriqueMessageRecu->trigger();
+    w.mnuHisSupprimerHistoriqueMessageRecu->trigger();
+    int failures = 0;
+    for (const auto& box : m_boxes) {
+        failures += box.first.contains(gFichierDonnees()) ? 1 : 0;
+    }
+    QCOMPARE(failures, 1);
 }
 
 QTEST_MAIN(tst_frmPilvanor)
