@@ -1,0 +1,41 @@
+#pragma once
+
+#include "engine/HotKeySpec.h"
+
+#include <QAbstractNativeEventFilter>
+#include <QObject>
+
+namespace pv {
+
+// The system-wide hot key that brings the main window forward, as a passive key grab on the X11 root window.
+// Without X11 (Wayland, offscreen) there is simply no hot key: registering fails without a word.
+class GlobalHotKey : public QObject, public QAbstractNativeEventFilter
+{
+    Q_OBJECT
+
+public:
+    // The identifier the hot key has always been registered under; X11 grabs need none, it is kept for the record.
+    static constexpr int Identifier = 49151;
+
+    explicit GlobalHotKey(QObject* parent = nullptr);
+    ~GlobalHotKey() override;
+
+    // Replaces any earlier registration. False when there is no X11 display, the key has no keysym or is not
+    // on the keyboard, or another client already holds the chord; nothing stays grabbed then.
+    bool registerHotKey(const HotKeySpec& spec);
+    void unregisterHotKey();
+    bool isRegistered() const;
+
+    bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+
+Q_SIGNALS:
+    void activated();
+
+private:
+    unsigned int m_keycode = 0;
+    unsigned int m_modifiers = 0; // X11 modifier bits of the chord
+    unsigned int m_lockMask = 0;  // Caps Lock and Num Lock bits, ignored when matching
+    bool m_registered = false;
+};
+
+} // namespace pv
