@@ -20,7 +20,7 @@ wait_state "$id" Normal || fail "Ctrl+Alt+M did not bring the window back"
 xdotool windowmove "$id" 40 60
 xdotool windowsize "$id" 600 500
 sleep 0.3
-xdotool key --window "$id" alt+F4
+xdotool windowactivate --sync "$id" key alt+F4
 wait_exit "$PILVANOR_PID" || fail "the close box did not end the program"
 position=$(setting PositionTailleFenetrePrincipale)
 [[ "$position" =~ ^[0-9]+,[0-9]+,600,500$ ]] || fail "position not kept: '$position'"
@@ -34,7 +34,7 @@ sleep 0.5
 geometry=$(xdotool getwindowgeometry "$id" | sed -n 's/.*Geometry: //p')
 [ "$geometry" = "600x500" ] || fail "size not restored: $geometry"
 shot pilvanor-fra.png
-xdotool key --window "$id" alt+F4
+xdotool windowactivate --sync "$id" key alt+F4
 wait_state "$id" Iconic || fail "the close box did not minimise"
 kill -0 "$PILVANOR_PID" || fail "the close box ended the program"
 position=$(setting PositionTailleFenetrePrincipale)
