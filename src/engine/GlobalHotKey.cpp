@@ -95,14 +95,14 @@ GlobalHotKey::~GlobalHotKey()
     unregisterHotKey();
 }
 
-bool GlobalHotKey::registerHotKey(const HotKeySpec& spec)
+bool GlobalHotKey::registerHotKey(const HotKey& hotKey)
 {
     unregisterHotKey();
     Display* dpy = x11Display();
     if (!dpy) {
         return false;
     }
-    const auto chord = toX11(spec);
+    const auto chord = toX11(hotKey);
     if (!chord) {
         return false;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/HotKeySpec.h"
+#include "engine/HotKey.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QObject>
@@ -22,7 +22,7 @@ public:
 
     // Replaces any earlier registration. False when there is no X11 display, the key has no keysym or is not
     // on the keyboard, or another client already holds the chord; nothing stays grabbed then.
-    bool registerHotKey(const HotKeySpec& spec);
+    bool registerHotKey(const HotKey& hotKey);
     void unregisterHotKey();
     bool isRegistered() const;
 

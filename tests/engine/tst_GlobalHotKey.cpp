@@ -24,12 +24,12 @@
 #include <X11/keysym.h>
 
 using pv::GlobalHotKey;
-using pv::HotKeySpec;
+using pv::HotKey;
 
 namespace {
 
-const HotKeySpec CtrlAltM {HotKeySpec::Ctrl | HotKeySpec::Alt, 'M'};
-const HotKeySpec CtrlAltN {HotKeySpec::Ctrl | HotKeySpec::Alt, 'N'};
+const HotKey CtrlAltM {HotKey::Ctrl | HotKey::Alt, 'M'};
+const HotKey CtrlAltN {HotKey::Ctrl | HotKey::Alt, 'N'};
 constexpr unsigned int XCtrlAlt = ControlMask | Mod1Mask;
 constexpr unsigned int NumLockMask = Mod2Mask; // on the X server's default keymap
 
@@ -313,7 +313,7 @@ void TestGlobalHotKey::sameKeyWithOtherModifiersIsAnotherHotKey()
     GlobalHotKey ctrlAltM;
     GlobalHotKey ctrlM;
     QVERIFY(ctrlAltM.registerHotKey(CtrlAltM));
-    QVERIFY(ctrlM.registerHotKey({HotKeySpec::Ctrl, 'M'}));
+    QVERIFY(ctrlM.registerHotKey({HotKey::Ctrl, 'M'}));
     QSignalSpy ctrlAltMActivated(&ctrlAltM, &GlobalHotKey::activated);
     QSignalSpy ctrlMActivated(&ctrlM, &GlobalHotKey::activated);
 
@@ -407,14 +407,14 @@ void TestGlobalHotKey::lockKeysDoNotMatter()
 void TestGlobalHotKey::unmappedChordIsRefused()
 {
     GlobalHotKey hotKey;
-    QVERIFY(!hotKey.registerHotKey({HotKeySpec::Ctrl, 0x07})); // no key has this code
-    QVERIFY(!hotKey.registerHotKey({16, 'M'}));                // nor is 16 a modifier
-    QVERIFY(!hotKey.registerHotKey({HotKeySpec::Ctrl, 0}));
+    QVERIFY(!hotKey.registerHotKey({HotKey::Ctrl, 0x07})); // no key has this code
+    QVERIFY(!hotKey.registerHotKey({16, 'M'}));            // nor is 16 a modifier
+    QVERIFY(!hotKey.registerHotKey({HotKey::Ctrl, 0}));
     QVERIFY(!hotKey.isRegistered());
 
     // A failed registration also drops the one before it, as unregistering first always did.
     QVERIFY(hotKey.registerHotKey(CtrlAltM));
-    QVERIFY(!hotKey.registerHotKey({HotKeySpec::Ctrl, 0x07}));
+    QVERIFY(!hotKey.registerHotKey({HotKey::Ctrl, 0x07}));
     QVERIFY(!hotKey.isRegistered());
     QVERIFY(m_other->grab(XK_m, XCtrlAlt));
     m_other->ungrab(XK_m, XCtrlAlt);

@@ -1,4 +1,4 @@
-#include "engine/HotKeySpec.h"
+#include "engine/HotKey.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 namespace pv {
 // Readable failures; internal linkage so that no other test's printers can clash.
-[[maybe_unused]] static void PrintTo(const HotKeySpec& s, std::ostream* os)
+[[maybe_unused]] static void PrintTo(const HotKey& s, std::ostream* os)
 {
     *os << s.modifiers << ',' << s.virtualKey;
 }
@@ -17,7 +17,7 @@ namespace pv {
 }
 } // namespace pv
 
-using pv::HotKeySpec;
+using pv::HotKey;
 using pv::X11KeyChord;
 
 namespace {
@@ -25,17 +25,17 @@ namespace {
 struct ParseCase
 {
     const char* text;
-    std::optional<HotKeySpec> expected;
+    std::optional<HotKey> expected;
 };
 
 const ParseCase ParseCases[] = {
-    {"3,77", HotKeySpec {3, 77}},     // the default, Ctrl+Alt+M
-    {"6,112", HotKeySpec {6, 112}},   // Ctrl+Shift+F1
-    {"4,116", HotKeySpec {4, 116}},   // Shift+F5
-    {"0,0", HotKeySpec {0, 0}},       // what an emptied hot-key box saves; parses, but maps to no key
-    {" 7 , 75 ", HotKeySpec {7, 75}}, // blanks around a number are tolerated
-    {"3,77,1", HotKeySpec {3, 77}},   // only the first two fields are read
-    {"3,77,", HotKeySpec {3, 77}},
+    {"3,77", HotKey {3, 77}},     // the default, Ctrl+Alt+M
+    {"6,112", HotKey {6, 112}},   // Ctrl+Shift+F1
+    {"4,116", HotKey {4, 116}},   // Shift+F5
+    {"0,0", HotKey {0, 0}},       // what an emptied hot-key box saves; parses, but maps to no key
+    {" 7 , 75 ", HotKey {7, 75}}, // blanks around a number are tolerated
+    {"3,77,1", HotKey {3, 77}},   // only the first two fields are read
+    {"3,77,", HotKey {3, 77}},
     {"3", std::nullopt}, // fewer than two fields
     {"", std::nullopt},
     {"a,b", std::nullopt},
@@ -60,17 +60,17 @@ INSTANTIATE_TEST_SUITE_P(Table, ParseHotKeyText, testing::ValuesIn(ParseCases));
 
 TEST(HotKeyText, RoundTripsThroughParse)
 {
-    const HotKeySpec specs[] = {{3, 77}, {6, 112}, {7, 75}, {0, 0}, {8, 0x30}, {1, 0xDE}};
-    for (const HotKeySpec& spec : specs) {
-        const QString text = pv::hotKeyText(spec);
-        EXPECT_EQ(pv::parseHotKeyText(text), spec) << text.toStdString();
+    const HotKey chords[] = {{3, 77}, {6, 112}, {7, 75}, {0, 0}, {8, 0x30}, {1, 0xDE}};
+    for (const HotKey& chord : chords) {
+        const QString text = pv::hotKeyText(chord);
+        EXPECT_EQ(pv::parseHotKeyText(text), chord) << text.toStdString();
     }
     EXPECT_EQ(pv::hotKeyText({3, 77}).toStdString(), "3,77");
 }
 
 struct X11Case
 {
-    HotKeySpec spec;
+    HotKey chord;
     std::optional<X11KeyChord> expected;
 };
 
@@ -130,8 +130,8 @@ class HotKeyToX11 : public testing::TestWithParam<X11Case>
 TEST_P(HotKeyToX11, MapsModifiersAndKeysym)
 {
     const X11Case& c = GetParam();
-    EXPECT_EQ(pv::toX11(c.spec), c.expected)
-        << "modifiers " << c.spec.modifiers << ", virtual key 0x" << std::hex << c.spec.virtualKey;
+    EXPECT_EQ(pv::toX11(c.chord), c.expected)
+        << "modifiers " << c.chord.modifiers << ", virtual key 0x" << std::hex << c.chord.virtualKey;
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, HotKeyToX11, testing::ValuesIn(X11Cases));
@@ -153,7 +153,7 @@ TEST(HotKeyToX11, EveryLetterAndDigitMapsToItsOwnKeysym)
 
 struct DisplayCase
 {
-    HotKeySpec spec;
+    HotKey chord;
     const char16_t* expected;
 };
 
@@ -182,8 +182,8 @@ class HotKeyDisplayText : public testing::TestWithParam<DisplayCase>
 TEST_P(HotKeyDisplayText, ReadsAsTyped)
 {
     const DisplayCase& c = GetParam();
-    EXPECT_EQ(pv::hotKeyDisplayText(c.spec).toStdString(), QString::fromUtf16(c.expected).toStdString())
-        << pv::hotKeyText(c.spec).toStdString();
+    EXPECT_EQ(pv::hotKeyDisplayText(c.chord).toStdString(), QString::fromUtf16(c.expected).toStdString())
+        << pv::hotKeyText(c.chord).toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, HotKeyDisplayText, testing::ValuesIn(DisplayCases));

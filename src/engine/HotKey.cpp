@@ -1,4 +1,4 @@
-#include "engine/HotKeySpec.h"
+#include "engine/HotKey.h"
 
 #include "common/TextCodec.h"
 
@@ -16,7 +16,7 @@ constexpr unsigned int XControlMask = 1 << 2;
 constexpr unsigned int XMod1Mask = 1 << 3; // Alt on every common keymap
 constexpr unsigned int XMod4Mask = 1 << 6; // Super, the Windows key
 
-constexpr int KnownModifiers = HotKeySpec::Alt | HotKeySpec::Ctrl | HotKeySpec::Shift | HotKeySpec::Win;
+constexpr int KnownModifiers = HotKey::Alt | HotKey::Ctrl | HotKey::Shift | HotKey::Win;
 
 // Virtual-key code -> keysym (keysymdef.h) for the keys that do not follow a range.
 constexpr std::pair<int, unsigned long> SingleKeys[] = {
@@ -87,7 +87,7 @@ std::optional<int> decimalField(const QString& field)
 
 } // namespace
 
-std::optional<HotKeySpec> parseHotKeyText(const QString& text)
+std::optional<HotKey> parseHotKeyText(const QString& text)
 {
     const QStringList fields = text.split(QLatin1Char(','));
     if (fields.size() < 2) {
@@ -98,59 +98,59 @@ std::optional<HotKeySpec> parseHotKeyText(const QString& text)
     if (!modifiers || !virtualKey) {
         return std::nullopt;
     }
-    return HotKeySpec {*modifiers, *virtualKey};
+    return HotKey {*modifiers, *virtualKey};
 }
 
-QString hotKeyText(const HotKeySpec& spec)
+QString hotKeyText(const HotKey& chord)
 {
-    return QString::number(spec.modifiers) + QLatin1Char(',') + QString::number(spec.virtualKey);
+    return QString::number(chord.modifiers) + QLatin1Char(',') + QString::number(chord.virtualKey);
 }
 
-std::optional<X11KeyChord> toX11(const HotKeySpec& spec)
+std::optional<X11KeyChord> toX11(const HotKey& chord)
 {
-    if (spec.modifiers & ~KnownModifiers) {
+    if (chord.modifiers & ~KnownModifiers) {
         return std::nullopt;
     }
-    const auto keysym = keysymFor(spec.virtualKey);
+    const auto keysym = keysymFor(chord.virtualKey);
     if (!keysym) {
         return std::nullopt;
     }
     unsigned int mods = 0;
-    if (spec.modifiers & HotKeySpec::Shift) {
+    if (chord.modifiers & HotKey::Shift) {
         mods |= XShiftMask;
     }
-    if (spec.modifiers & HotKeySpec::Ctrl) {
+    if (chord.modifiers & HotKey::Ctrl) {
         mods |= XControlMask;
     }
-    if (spec.modifiers & HotKeySpec::Alt) {
+    if (chord.modifiers & HotKey::Alt) {
         mods |= XMod1Mask;
     }
-    if (spec.modifiers & HotKeySpec::Win) {
+    if (chord.modifiers & HotKey::Win) {
         mods |= XMod4Mask;
     }
     return X11KeyChord {mods, *keysym};
 }
 
-QString hotKeyDisplayText(const HotKeySpec& spec)
+QString hotKeyDisplayText(const HotKey& chord)
 {
     constexpr int VkShift = 16, VkControl = 17, VkMenu = 18;
-    const int vk = spec.virtualKey;
-    if (!(spec.modifiers & KnownModifiers) || vk <= 0 || vk > 0xFF || vk == VkShift || vk == VkControl
+    const int vk = chord.virtualKey;
+    if (!(chord.modifiers & KnownModifiers) || vk <= 0 || vk > 0xFF || vk == VkShift || vk == VkControl
         || vk == VkMenu) {
         return {};
     }
     // The box's order: Ctrl, Shift, Alt.
     QString text;
-    if (spec.modifiers & HotKeySpec::Ctrl) {
+    if (chord.modifiers & HotKey::Ctrl) {
         text += QLatin1String("Ctrl + ");
     }
-    if (spec.modifiers & HotKeySpec::Shift) {
+    if (chord.modifiers & HotKey::Shift) {
         text += QLatin1String("Shift + ");
     }
-    if (spec.modifiers & HotKeySpec::Alt) {
+    if (chord.modifiers & HotKey::Alt) {
         text += QLatin1String("Alt + ");
     }
-    if (spec.modifiers & HotKeySpec::Win) {
+    if (chord.modifiers & HotKey::Win) {
         text += QLatin1String("Win + ");
     }
     if (vk >= 0x70 && vk <= 0x7B) {
