@@ -175,28 +175,16 @@ TEST(TextCodec, Utf8Validation)
     EXPECT_EQ(decodeWindows1252("\x80\x92\x9F\xA0\xFF"), QString::fromUtf8("€’Ÿ\u00A0ÿ"));
 }
 
-TEST(IniFile, UnwritableFolderThrowsAReadableError)
-{
-    if (::geteuid() == 0) {
-        GTEST_SKIP() << "root writes anywhere; the folder permissions cannot refuse it";
-    }
-    QTemporaryDir dir;
-    ASSERT_EQ(::chmod(QFile::encodeName(dir.path()).constData(), 0500), 0);
-    IniFile ini(dir.filePath("f.ini"));
-    try {
-        ini.writeString("S", "k", "v");
-        FAIL() << "the write should have failed";
-    } catch (const Error& e) {
-        EXPECT_TRUE(e.text().contains(dir.path())) << e.text().toStdString();
-    }
-    ::chmod(QFile::encodeName(dir.path()).constData(), 0700);
-}
-
 TEST(IniFile, WriteOnARegularFileAsFolderFailsCleanly)
 {
     QTemporaryDir dir;
     writeBytes(dir.filePath("blocker"), "x");
     IniFile ini(dir.filePath("blocker/f.ini"));
-    EXPECT_THROW(ini.writeString("S", "k", "v"), Error);
+    try {
+        ini.writeString("S", "k", "v");
+        FAIL() << "the write should have failed";
+    } catch (const Error& e) {
+        EXPECT_TRUE(e.text().contains(ini.path())) << e.text().toStdString();
+    }
     EXPECT_TRUE(ini.readSection("S").isEmpty());
 }
