@@ -67,8 +67,8 @@ TEST(HotKey, DisplaysAsTyped)
         {{2, 0x80}, u"Ctrl + \u20AC"}, // Windows-1252, not Latin-1
         {{9, 'D'}, u"Alt + Win + D"},
         {{0, 'M'}, u""}, // no modifier
-        {{3, 0}, u""},
-        {{2, 17}, u""}, // a modifier alone
+        {{3, 0}, u""},   // no key
+        {{2, 17}, u""},  // a modifier alone
     };
     for (const auto& [chord, expected] : cases) {
         EXPECT_EQ(pv::hotKeyDisplayText(chord).toStdString(), QString::fromUtf16(expected).toStdString()) << str(chord);
