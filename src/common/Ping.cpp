@@ -1,5 +1,6 @@
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
+#include "messenger/NameQuery.h"
 
 #include <QDeadlineTimer>
 #include <QProcess>
@@ -11,7 +12,6 @@
 #include <cerrno>
 #include <cstring>
 #include <linux/errqueue.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -48,25 +48,15 @@ QString texteAdresse(in_addr a)
     return ::inet_ntop(AF_INET, &a, texte, sizeof texte) ? QString::fromLatin1(texte) : QString();
 }
 
-bool resoudre(const QString& station, in_addr* a)
+// The look-up counts against the echo's time-out, as it did when the resolver was awaited first.
+bool resoudre(const QString& station, const QDeadlineTimer& fin, in_addr* a)
 {
-    const QByteArray nom = station.trimmed().toUtf8();
-    if (nom.isEmpty()) {
-        return false;
+    const std::optional<uint32_t> adresse
+        = resolveIpv4(station.trimmed(), int(qMin<qint64>(fin.remainingTime(), 60000)));
+    if (adresse) {
+        a->s_addr = htonl(*adresse);
     }
-    if (::inet_pton(AF_INET, nom.constData(), a) == 1) {
-        return true;
-    }
-    addrinfo indices {};
-    indices.ai_family = AF_INET;
-    indices.ai_socktype = SOCK_DGRAM;
-    addrinfo* liste = nullptr;
-    if (::getaddrinfo(nom.constData(), nullptr, &indices, &liste) != 0 || liste == nullptr) {
-        return false;
-    }
-    *a = reinterpret_cast<const sockaddr_in*>(liste->ai_addr)->sin_addr;
-    ::freeaddrinfo(liste);
-    return true;
+    return adresse.has_value();
 }
 
 QByteArray demandeEcho(quint16 id, quint16 sequence)
@@ -247,7 +237,7 @@ bool gPingStation(const QString& station, QString* adresse, int delaiMs, Methode
 {
     QString repondant;
     Echo echo {{}, QDeadlineTimer(qMax(delaiMs, 0)), 0, 0, &repondant};
-    if (!resoudre(station, &echo.cible)) {
+    if (!resoudre(station, echo.fin, &echo.cible)) {
         return false;
     }
     const quint32 hasard = QRandomGenerator::global()->generate();

@@ -7,6 +7,7 @@
 #include "common/NetworkProbes.h"
 #include "common/Paths.h"
 #include "engine/GlobalHotKey.h"
+#include "engine/LanceurService.h"
 #include "engine/Settings.h"
 #include "engine/StartUp.h"
 
@@ -330,6 +331,13 @@ void frmPilvanor::charger()
     if (!textes.isEmpty()) {
         staBarreStatut->showMessage(textes.join(QLatin1Char(' ')));
     }
+
+    auto* service = new LanceurService(this);
+    connect(service, &LanceurService::receptionImpossible, this, [this](const QString& raison) {
+        staBarreStatut->showMessage(
+            gMessageTexte(gParametres().fichierLangue, QStringLiteral("ReceptionImpossible"), {raison}));
+    });
+    service->demarrer();
 
     if (p.minimiserSysTray) {
         ajouterPVSysTray();

@@ -1,5 +1,7 @@
 #include "messenger/Names.h"
 
+#include "messenger/codec/NetbiosName.h"
+
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
@@ -16,16 +18,23 @@ QString ServiceNames::filePath() const
     return m_folder + QStringLiteral("/names");
 }
 
-QStringList ServiceNames::aliases() const
+QString ServiceNames::normalized(const QString& name, codec::OemCodePage codePage)
+{
+    const auto netbios = codec::netbiosNameFromText(name.trimmed(), codec::kSuffixMessenger, codePage);
+    return netbios ? codec::decodeOemText(netbios->name, codePage) : QString();
+}
+
+QStringList ServiceNames::aliases(codec::OemCodePage codePage) const
 {
     QFile f(filePath());
     QStringList out;
     if (!f.open(QIODevice::ReadOnly)) {
         return out;
     }
-    // A hand-edited file may hold blanks, empty lines and duplicates.
-    for (const QByteArray& line : f.readAll().split('\n')) {
-        const QString name = QString::fromUtf8(line).trimmed().toUpper();
+    // A hand-edited file may hold blanks, empty lines, duplicates and names that cannot be NetBIOS names; a huge
+    // one is read in part, so that it cannot stall the service.
+    for (const QByteArray& line : f.read(64 * 1024).split('\n')) {
+        const QString name = normalized(QString::fromUtf8(line), codePage);
         if (!name.isEmpty() && !out.contains(name)) {
             out.append(name);
         }
@@ -33,16 +42,16 @@ QStringList ServiceNames::aliases() const
     return out;
 }
 
-bool ServiceNames::add(const QString& alias, QString* error)
+bool ServiceNames::add(const QString& alias, QString* error, codec::OemCodePage codePage)
 {
-    const QString name = alias.trimmed().toUpper();
-    if (name.isEmpty() || name.toLocal8Bit().size() > 15 || name.contains(QLatin1Char('*'))) {
+    const QString name = normalized(alias, codePage);
+    if (name.isEmpty()) {
         if (error) {
             *error = QStringLiteral("\"%1\" cannot be a NetBIOS name").arg(alias);
         }
         return false;
     }
-    QStringList names = aliases();
+    QStringList names = aliases(codePage);
     if (names.contains(name)) {
         return true;
     }

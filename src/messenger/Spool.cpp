@@ -72,7 +72,9 @@ QByteArray PopupSpool::serialize(const Popup& popup)
     head += QStringLiteral("From: ") + oneLine(popup.from) + QLatin1Char('\n');
     head += QStringLiteral("To: ") + oneLine(popup.to) + QLatin1Char('\n');
     head += QStringLiteral("Peer: ") + oneLine(popup.peer) + QLatin1Char('\n');
-    head += QStringLiteral("Arrived: ") + popup.arrived.toString(Qt::ISODateWithMs) + QStringLiteral("\n\n");
+    // With its offset: a local time alone says nothing once the zone or the daylight-saving time changes.
+    const QDateTime arrived = popup.arrived.toOffsetFromUtc(popup.arrived.offsetFromUtc());
+    head += QStringLiteral("Arrived: ") + arrived.toString(Qt::ISODateWithMs) + QStringLiteral("\n\n");
     return head.toUtf8() + popup.text.toUtf8();
 }
 
@@ -108,62 +110,125 @@ std::optional<Popup> PopupSpool::parse(const QByteArray& bytes)
 
 bool PopupSpool::write(const Popup& popup, QString* error)
 {
+    return write(QList<Popup> {popup}, error).front();
+}
+
+std::vector<bool> PopupSpool::write(const QList<Popup>& popups, QString* error)
+{
+    std::vector<bool> done(size_t(popups.size()), false);
     auto fail = [&](const QString& why) {
         if (error) {
             *error = why;
         }
-        return false;
     };
     if (!QDir().mkpath(m_folder)) {
-        return fail(QStringLiteral("cannot create %1").arg(m_folder));
+        fail(QStringLiteral("cannot create %1").arg(m_folder));
+        return done;
     }
-    // Name order is arrival order: wall-clock nanoseconds, then a per-writer sequence for equal clocks.
-    timespec now {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    const QString name = QStringLiteral("%1%2-%3-%4")
-                             .arg(static_cast<qint64>(now.tv_sec), 11, 10, QLatin1Char('0'))
-                             .arg(static_cast<qint64>(now.tv_nsec), 9, 10, QLatin1Char('0'))
-                             .arg(++m_sequence, 8, 10, QLatin1Char('0'))
-                             .arg(::getpid())
-                         + Suffix;
-    const QByteArray finalPath = QFile::encodeName(m_folder + QLatin1Char('/') + name);
-    const QByteArray tmpPath = QFile::encodeName(m_folder + QStringLiteral("/.") + name + QStringLiteral(".tmp"));
-    const QByteArray bytes = serialize(popup);
-
-    const int fd = ::open(tmpPath.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        return fail(errnoText("cannot create a spool file"));
-    }
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
-        if (n < 0 && errno == EINTR) {
+    struct File
+    {
+        QByteArray tmp;
+        QByteArray final;
+        int fd = -1;
+    };
+    std::vector<File> files(done.size());
+    auto drop = [&](File& f, const char* what) {
+        fail(errnoText(what));
+        if (f.fd >= 0) {
+            ::close(f.fd);
+            f.fd = -1;
+        }
+        ::unlink(f.tmp.constData());
+        f.tmp.clear();
+    };
+    for (size_t i = 0; i < files.size(); ++i) {
+        // Name order is arrival order: wall-clock nanoseconds, then a per-writer sequence for equal clocks.
+        timespec now {};
+        clock_gettime(CLOCK_REALTIME, &now);
+        const QString name = QStringLiteral("%1%2-%3-%4")
+                                 .arg(static_cast<qint64>(now.tv_sec), 11, 10, QLatin1Char('0'))
+                                 .arg(static_cast<qint64>(now.tv_nsec), 9, 10, QLatin1Char('0'))
+                                 .arg(++m_sequence, 8, 10, QLatin1Char('0'))
+                                 .arg(::getpid())
+                             + Suffix;
+        File& f = files[i];
+        f.final = QFile::encodeName(m_folder + QLatin1Char('/') + name);
+        f.tmp = QFile::encodeName(m_folder + QStringLiteral("/.") + name + QStringLiteral(".tmp"));
+        f.fd = ::open(f.tmp.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (f.fd < 0) {
+            drop(f, "cannot create a spool file");
             continue;
         }
-        if (n <= 0) {
-            const QString why = errnoText("cannot write a spool file");
-            ::close(fd);
-            ::unlink(tmpPath.constData());
-            return fail(why);
+        const QByteArray bytes = serialize(popups[qsizetype(i)]);
+        for (qsizetype at = 0; at < bytes.size();) {
+            const ssize_t n = ::write(f.fd, bytes.constData() + at, static_cast<size_t>(bytes.size() - at));
+            if (n < 0 && errno == EINTR) {
+                continue;
+            }
+            if (n <= 0) {
+                drop(f, "cannot write a spool file");
+                break;
+            }
+            at += n;
         }
-        done += n;
+        if (f.fd >= 0) {
+            // Starts the write-back of every file before the first fsync waits, so that one journal commit
+            // tends to carry them all.
+            ::sync_file_range(f.fd, 0, 0, SYNC_FILE_RANGE_WRITE);
+        }
     }
-    if (::fsync(fd) != 0 || ::close(fd) != 0) {
-        const QString why = errnoText("cannot sync a spool file");
-        ::unlink(tmpPath.constData());
-        return fail(why);
+    for (File& f : files) {
+        if (f.fd < 0) {
+            continue;
+        }
+        const bool synced = ::fsync(f.fd) == 0;
+        const int syncErrno = errno;
+        const bool closed = ::close(f.fd) == 0;
+        f.fd = -1;
+        if (!synced || !closed) {
+            errno = synced ? errno : syncErrno;
+            drop(f, "cannot sync a spool file");
+        }
     }
-    if (::rename(tmpPath.constData(), finalPath.constData()) != 0) {
-        const QString why = errnoText("cannot name a spool file");
-        ::unlink(tmpPath.constData());
-        return fail(why);
+    bool any = false;
+    for (size_t i = 0; i < files.size(); ++i) {
+        if (files[i].tmp.isEmpty()) {
+            continue;
+        }
+        if (::rename(files[i].tmp.constData(), files[i].final.constData()) != 0) {
+            drop(files[i], "cannot name a spool file");
+            continue;
+        }
+        done[i] = any = true;
     }
+    if (!any) {
+        return done;
+    }
+    // The new names are durable only once the folder is.
     const int dir = ::open(QFile::encodeName(m_folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const bool synced = dir >= 0 && ::fsync(dir) == 0;
+    if (!synced) {
+        fail(errnoText("cannot sync the spool folder"));
+        done.assign(done.size(), false);
+    }
     if (dir >= 0) {
         ::close(dir);
     }
-    return synced ? true : fail(errnoText("cannot sync the spool folder"));
+    return done;
+}
+
+qsizetype PopupSpool::count() const
+{
+    return names().size();
+}
+
+void PopupSpool::removeTemporaries() const
+{
+    QDir dir(m_folder);
+    for (const QString& name :
+         dir.entryList({QStringLiteral(".*") + Suffix + QStringLiteral(".tmp")}, QDir::Files | QDir::Hidden)) {
+        dir.remove(name);
+    }
 }
 
 QStringList PopupSpool::names() const

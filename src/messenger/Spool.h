@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <optional>
+#include <vector>
 
 namespace pv {
 
@@ -36,6 +37,12 @@ public:
 
     // Writes one pop-up durably; on failure returns false and says why in error.
     bool write(const Popup& popup, QString* error = nullptr);
+    // Writes several with one sync pass for all (a group commit); result[i] tells whether popups[i] is durable.
+    std::vector<bool> write(const QList<Popup>& popups, QString* error = nullptr);
+    // Pop-ups waiting in the folder.
+    qsizetype count() const;
+    // Removes what a writer that crashed left half-written. Only the one writer of the folder may call it.
+    void removeTemporaries() const;
 
     // The oldest pop-up whose title is exactly this title.
     std::optional<Popup> oldestWithTitle(const QString& title) const;

@@ -31,6 +31,8 @@ new_home() {
     export XDG_RUNTIME_DIR="$HOME/run"
     mkdir -p -m 700 "$XDG_RUNTIME_DIR"
     CONF="$HOME/.config/Pilvanor/Pilvanor.conf"
+    # These tests run in the machine's own namespace: no message service listening on its network.
+    export PILVANOR_MESSENGER=off
 }
 
 start_x() {

@@ -55,6 +55,7 @@ void tst_frmPilvanor::init()
     for (const char* v : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"}) {
         qunsetenv(v);
     }
+    qputenv("PILVANOR_MESSENGER", "off");
     gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang"));
     gDefinirFichierParametres(gCheminFichierParametres());
     gParametres() = Parametres {};

@@ -1,0 +1,231 @@
+#include "messenger/NameQuery.h"
+
+#include "messenger/Interfaces.h"
+
+#include <QElapsedTimer>
+#include <QRandomGenerator>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace pv {
+
+namespace {
+
+void setError(QString* error, const QString& text)
+{
+    if (error != nullptr) {
+        *error = text;
+    }
+}
+
+QString systemError(const char* what)
+{
+    return QStringLiteral("%1: %2").arg(QLatin1String(what), QString::fromLocal8Bit(strerror(errno)));
+}
+
+class UdpSocket
+{
+public:
+    UdpSocket()
+        : m_fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+    {
+        const int yes = 1;
+        if (m_fd >= 0) {
+            ::setsockopt(m_fd, SOL_SOCKET, SO_BROADCAST, &yes, sizeof yes);
+        }
+    }
+    ~UdpSocket()
+    {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+    }
+    UdpSocket(const UdpSocket&) = delete;
+    UdpSocket& operator=(const UdpSocket&) = delete;
+
+    bool valid() const { return m_fd >= 0; }
+
+    bool send(std::span<const uint8_t> packet, uint32_t ip, uint16_t port) const
+    {
+        sockaddr_in to {};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(port);
+        to.sin_addr.s_addr = htonl(ip);
+        return ::sendto(m_fd, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to)
+               == ssize_t(packet.size());
+    }
+
+    // One datagram received before `endMs` on the clock, or an empty span once the time is up.
+    std::span<const uint8_t> receive(const QElapsedTimer& clock, qint64 endMs)
+    {
+        for (;;) {
+            pollfd wait {m_fd, POLLIN, 0};
+            const int ready = ::poll(&wait, 1, int(std::clamp<qint64>(endMs - clock.elapsed(), 0, 60000)));
+            if (ready < 0 && errno == EINTR) {
+                continue;
+            }
+            if (ready <= 0) {
+                return {};
+            }
+            const ssize_t n = ::recv(m_fd, m_buffer.data(), m_buffer.size(), MSG_DONTWAIT);
+            if (n > 0) {
+                return {m_buffer.data(), size_t(n)};
+            }
+        }
+    }
+
+private:
+    int m_fd;
+    std::vector<uint8_t> m_buffer = std::vector<uint8_t>(1500);
+};
+
+} // namespace
+
+std::vector<uint32_t>
+broadcastNameQuery(const codec::NetbiosName& name, const NameQueryOptions& options, QString* error)
+{
+    QString why;
+    const std::vector<Ipv4Interface> interfaces = broadcastInterfaces(&why);
+    if (interfaces.empty()) {
+        setError(error, why.isEmpty() ? QStringLiteral("no network interface with a broadcast address") : why);
+        return {};
+    }
+    const auto id = uint16_t(QRandomGenerator::global()->generate());
+    const auto query = codec::buildNameQuery(id, name, true);
+    if (!query) {
+        setError(error, QString::fromLatin1(codec::codecErrorText(query.error())));
+        return {};
+    }
+    UdpSocket socket;
+    if (!socket.valid()) {
+        setError(error, systemError("cannot open a UDP socket"));
+        return {};
+    }
+    const int attempts = std::max(options.attempts, 1);
+    const qint64 wait = std::max(options.timeoutMs, 0);
+    std::vector<uint32_t> found;
+    QElapsedTimer clock;
+    clock.start();
+    for (int attempt = 1; attempt <= attempts; ++attempt) {
+        for (const Ipv4Interface& i : interfaces) {
+            socket.send(*query, i.broadcast, options.port);
+        }
+        const qint64 endMs = wait * attempt / attempts;
+        for (auto packet = socket.receive(clock, endMs); !packet.empty(); packet = socket.receive(clock, endMs)) {
+            const auto answer = codec::parseNameQueryResponse(packet);
+            if (!answer || answer->id != id || !answer->isPositive() || answer->name.name != name.name
+                || answer->name.suffix != name.suffix) {
+                continue;
+            }
+            // Each holder answers every copy of the query (nmbd even answers twice).
+            for (const codec::NbAddress& a : answer->addresses) {
+                if (std::find(found.begin(), found.end(), a.ip) == found.end()) {
+                    found.push_back(a.ip);
+                }
+            }
+            if (options.firstAnswer) {
+                return found;
+            }
+        }
+    }
+    return found;
+}
+
+std::map<uint32_t, std::vector<codec::NodeStatusEntry>>
+nodeStatus(std::span<const uint32_t> addresses, const NameQueryOptions& options, QString* error)
+{
+    std::map<uint32_t, std::vector<codec::NodeStatusEntry>> names;
+    UdpSocket socket;
+    if (!socket.valid()) {
+        setError(error, systemError("cannot open a UDP socket"));
+        return names;
+    }
+    // One transaction id per address, so that each answer is matched to its request.
+    const auto firstId = uint16_t(QRandomGenerator::global()->generate());
+    std::map<uint16_t, uint32_t> pending;
+    for (size_t i = 0; i < addresses.size() && i < 0xFFFF; ++i) {
+        pending[uint16_t(firstId + i)] = addresses[i];
+    }
+    const int attempts = std::max(options.attempts, 1);
+    const qint64 wait = std::max(options.timeoutMs, 0);
+    QElapsedTimer clock;
+    clock.start();
+    for (int attempt = 1; attempt <= attempts && !pending.empty(); ++attempt) {
+        for (const auto& [id, ip] : pending) {
+            if (const auto request = codec::buildNodeStatusRequest(id)) {
+                socket.send(*request, ip, options.port);
+            }
+        }
+        const qint64 endMs = wait * attempt / attempts;
+        while (!pending.empty()) {
+            const auto packet = socket.receive(clock, endMs);
+            if (packet.empty()) {
+                break;
+            }
+            const auto status = codec::parseNodeStatusResponse(packet);
+            const auto asked = status ? pending.find(status->id) : pending.end();
+            if (asked != pending.end()) {
+                names[asked->second] = status->names;
+                pending.erase(asked);
+            }
+        }
+    }
+    return names;
+}
+
+std::optional<uint32_t> resolveIpv4(const QString& host, int timeoutMs)
+{
+    if (host.isEmpty() || host.contains(QChar(0))) {
+        return std::nullopt;
+    }
+    if (const auto literal = ipv4FromText(host)) {
+        return literal;
+    }
+    // getaddrinfo has no time-out of its own: it runs on a thread that may outlive the wait.
+    struct Lookup
+    {
+        std::mutex mutex;
+        std::condition_variable done;
+        bool finished = false;
+        std::optional<uint32_t> address;
+    };
+    auto lookup = std::make_shared<Lookup>();
+    try {
+        std::thread([lookup, name = host.toUtf8()] {
+            addrinfo hints {};
+            hints.ai_family = AF_INET;
+            hints.ai_socktype = SOCK_STREAM;
+            addrinfo* list = nullptr;
+            std::optional<uint32_t> address;
+            if (::getaddrinfo(name.constData(), nullptr, &hints, &list) == 0 && list != nullptr) {
+                address = ntohl(reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_addr.s_addr);
+            }
+            if (list != nullptr) {
+                ::freeaddrinfo(list);
+            }
+            const std::lock_guard lock(lookup->mutex);
+            lookup->address = address;
+            lookup->finished = true;
+            lookup->done.notify_all();
+        }).detach();
+    } catch (const std::system_error&) {
+        return std::nullopt;
+    }
+    std::unique_lock lock(lookup->mutex);
+    lookup->done.wait_for(lock, std::chrono::milliseconds(std::max(timeoutMs, 0)), [&] { return lookup->finished; });
+    return lookup->address;
+}
+
+} // namespace pv

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "messenger/Spool.h"
+#include "messenger/codec/OemCodePage.h"
+
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+namespace pv {
+
+enum class PopupLanguage { English, French };
+
+// French when the locale that messages are shown in (LC_ALL, else LC_MESSAGES, else LANG) is French.
+PopupLanguage popupLanguageFromEnvironment();
+
+// Every line-break form a sender may use (CR LF, LF CR, CR, LF, 0x14) as one CR LF.
+QString withCrLfLineBreaks(const QString& text);
+
+// The pop-up the Windows message service shows for a message whose From, To and text came as OEM bytes: the title,
+// then "Message from FROM to TO on DATE TIME", an empty line and the text.
+Popup makePopup(std::string_view from,
+                std::string_view to,
+                std::string_view text,
+                codec::OemCodePage codePage,
+                PopupLanguage language,
+                const QString& peer,
+                const QDateTime& arrived);
+
+struct ServiceOptions
+{
+    QString spoolFolder {};
+    QString bindAddress = QStringLiteral("0.0.0.0"); // IPv4: NetBIOS has no other
+    uint16_t port = 139;                             // 0: any free port
+    int nameServicePort = 137;                       // UDP; 0: any free port, below 0: not served
+    int datagramPort = 138;                          // the same
+    QString hostName {};                             // answered to as a messenger name (--name is another)
+    QStringList names {};                            // more names besides the host name and the aliases file
+    QString workgroup = QStringLiteral("WORKGROUP");
+    codec::OemCodePage codePage = codec::OemCodePage::Cp850;
+    PopupLanguage language = PopupLanguage::English;
+    // What a peer can make the service hold.
+    int maxConnections = 256;
+    int idleMs = 30'000;
+    uint32_t maxFrameLength = 66 * 1024; // the largest D0 fits
+    size_t maxMessageBytes = 64 * 1024;
+    qsizetype maxSpoolFiles = 10'000;
+};
+
+// pilvanor-messenger: receives messages over the NetBIOS session service (TCP), as domain broadcasts (UDP
+// datagrams) and answers name queries for its messenger names (UDP), on one thread. Every message becomes a pop-up
+// in the spool, written durably before the sender is told it arrived.
+class MessengerService
+{
+public:
+    enum class StartResult {
+        Ok,
+        SpoolBusy,   // another service holds the spool's lock
+        SpoolFailed, // the spool folder or its lock cannot be made
+        TcpFailed,   // the session port cannot be bound: nothing to serve
+    };
+
+    explicit MessengerService(ServiceOptions options);
+    ~MessengerService();
+    MessengerService(const MessengerService&) = delete;
+    MessengerService& operator=(const MessengerService&) = delete;
+
+    // Locks the spool and binds the sockets; error says why it failed. The UDP ports that could not be bound are in
+    // warnings(): the service goes on without them.
+    StartResult start(QString* error = nullptr);
+    const QStringList& warnings() const;
+    uint16_t port() const;
+    uint16_t nameServicePort() const; // 0 when not served
+    uint16_t datagramPort() const;
+
+    // Serves until stop(). False when the event loop itself failed.
+    bool run();
+    // From any thread, and from a signal handler.
+    void stop();
+
+    // The names it answers to now (the aliases file read again when it changed).
+    QStringList names();
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> d;
+};
+
+} // namespace pv

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "messenger/codec/Datagram.h"
+#include "messenger/codec/NameService.h"
+#include "messenger/codec/OemCodePage.h"
+
+#include <QString>
+
+#include <cstdint>
+
+namespace pv {
+
+// 139, or the port in the variable PILVANOR_SMB_PORT (tests; the service reads the same variable).
+uint16_t defaultSmbPort();
+
+struct SendOptions
+{
+    uint16_t port = defaultSmbPort();                   // TCP port of the receiver
+    uint16_t nameServicePort = codec::kNameServicePort; // NetBIOS queries for station names
+    uint16_t datagramPort = codec::kDatagramPort;       // domain broadcasts
+    codec::OemCodePage codePage = codec::OemCodePage::Cp850;
+    int resolveTimeoutMs = 1000; // the resolver, and each NetBIOS query (NAME<03>, then NAME<00>)
+    int connectTimeoutMs = 3000;
+    int replyTimeoutMs = 5000; // each reply (session response, D5, each D7, D6)
+    // A NetBIOS session request before the SMB. Always sent on port 139, where smbd needs it; elsewhere it may be
+    // left out, as smbclient does.
+    bool sessionRequest = true;
+};
+
+// Longest text, in OEM bytes with CR LF line breaks (what Windows displays at most).
+inline constexpr int kMaxMessageBytes = 4095;
+
+// NetMessageBufferSend: sends `text` from `from` (empty: the host name) to `station`, a NetBIOS name, a host name or
+// an IPv4 address, and returns a NET_API_STATUS code (codec::netapi). A name ending in "*" ("WORKGROUP*") is a
+// domain: the message is broadcast to every member on the local subnets, with no delivery feedback; the bare "*"
+// is the caller's to turn into the primary domain. detail receives a technical account of a failure.
+int netMessageBufferSend(const SendOptions& options,
+                         const QString& station,
+                         const QString& from,
+                         const QString& text,
+                         QString* detail = nullptr);
+
+// A fixed English description of a result code, as a sentence fragment ("the parameter is incorrect").
+QString netMessageResultText(int code);
+
+// The host name as a NetBIOS name: its first label, upper-cased, at most 15 characters.
+QString localStationName();
+
+} // namespace pv

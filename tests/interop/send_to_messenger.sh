@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# pilvanor-send to pilvanor-messenger: a message found by NetBIOS name, and a domain broadcast that reaches
+# the services of two hosts.
+source "$(dirname "$0")/lib.sh"
+need_root_netns
+need nmblookup
+send_bin=$(pv_bin pilvanor-send)
+service_bin=$(pv_bin pilvanor-messenger)
+
+make_lan 3
+for h in h2 h3; do
+    start_in "$h" messenger "$service_bin" --foreground --spool "$WORK/$h/spool" --name "PEER${h^^}" --workgroup TESTWG
+done
+wait_name h1 'PEERH2#03' >/dev/null
+wait_name h1 'PEERH3#03' >/dev/null
+
+# popup_body H I: the body of the I-th pop-up in H's spool (after the header lines and the "Message from" line),
+# LF line ends.
+popup_body() {
+    local file
+    file=$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | sort | sed -n "$2p")
+    [ -n "$file" ] || fail "$1 has no pop-up $2"
+    tr -d '\r' <"$file" | sed '1,/^$/d' | sed '1,2d'
+}
+wait_popups() {
+    for _ in $(seq 1 100); do
+        [ "$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | wc -l)" -ge "$2" ] && return 0
+        sleep 0.05
+    done
+    fail "$1 has fewer than $2 pop-ups"
+}
+
+out=$(printf 'Hello\nPEERH2\n' | in_host h1 "$send_bin" --from alice PEERH2 2>&1) || fail "pilvanor-send PEERH2: $out"
+wait_popups h2 1
+[ "$(popup_body h2 1)" = $'Hello\nPEERH2' ] || fail "h2's pop-up: <$(popup_body h2 1)>"
+
+# One mailslot write holds 424 bytes: From\0To\0Text\0 with "alice" and "TESTWG*" leaves 409 for the text.
+long=$(seq -f '%04g,' 1 100 | tr -d '\n')
+out=$(in_host h1 "$send_bin" --from alice 'TESTWG*' "$long" 2>&1) || fail "pilvanor-send TESTWG*: $out"
+[ "$out" = "Message broadcast to TESTWG*." ] || fail "pilvanor-send TESTWG* said: $out"
+wait_popups h2 2
+wait_popups h3 1
+[ "$(popup_body h2 2)" = "${long:0:409}" ] || fail "h2's broadcast pop-up: <$(popup_body h2 2)>"
+[ "$(popup_body h3 1)" = "${long:0:409}" ] || fail "h3's broadcast pop-up: <$(popup_body h3 1)>"
+
+echo "PASS pilvanor-send to pilvanor-messenger"
