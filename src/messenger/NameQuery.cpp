@@ -57,8 +57,23 @@ public:
 
     bool valid() const { return m_fd >= 0; }
 
+    // A connected socket hears the peer's "port unreachable", so asking a host without a name service costs a
+    // round trip instead of the whole time-out.
+    void connectTo(uint32_t ip, uint16_t port)
+    {
+        sockaddr_in to {};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(port);
+        to.sin_addr.s_addr = htonl(ip);
+        m_connected = ::connect(m_fd, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
+    }
+    bool refused() const { return m_refused; }
+
     bool send(std::span<const uint8_t> packet, uint32_t ip, uint16_t port) const
     {
+        if (m_connected) {
+            return ::send(m_fd, packet.data(), packet.size(), 0) == ssize_t(packet.size());
+        }
         sockaddr_in to {};
         to.sin_family = AF_INET;
         to.sin_port = htons(port);
@@ -83,11 +98,17 @@ public:
             if (n > 0) {
                 return {m_buffer.data(), size_t(n)};
             }
+            if (n < 0 && errno == ECONNREFUSED) {
+                m_refused = true;
+                return {};
+            }
         }
     }
 
 private:
     int m_fd;
+    bool m_connected = false;
+    bool m_refused = false;
     std::vector<uint8_t> m_buffer = std::vector<uint8_t>(1500);
 };
 
@@ -158,11 +179,14 @@ nodeStatus(std::span<const uint32_t> addresses, const NameQueryOptions& options,
     for (size_t i = 0; i < addresses.size() && i < 0xFFFF; ++i) {
         pending[uint16_t(firstId + i)] = addresses[i];
     }
+    if (addresses.size() == 1) {
+        socket.connectTo(addresses[0], options.port);
+    }
     const int attempts = std::max(options.attempts, 1);
     const qint64 wait = std::max(options.timeoutMs, 0);
     QElapsedTimer clock;
     clock.start();
-    for (int attempt = 1; attempt <= attempts && !pending.empty(); ++attempt) {
+    for (int attempt = 1; attempt <= attempts && !pending.empty() && !socket.refused(); ++attempt) {
         for (const auto& [id, ip] : pending) {
             if (const auto request = codec::buildNodeStatusRequest(id)) {
                 socket.send(*request, ip, options.port);

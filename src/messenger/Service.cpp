@@ -167,6 +167,7 @@ struct MessengerService::Impl
 
     void refreshNames();
     bool isOurName(const NetbiosName& name) const;
+    std::optional<std::vector<uint8_t>> answerFor(const NameQuestion& question, uint32_t local);
 
     void watch(Connection& c, uint32_t events, int op = EPOLL_CTL_MOD);
     void accept();
@@ -649,7 +650,9 @@ int MessengerService::Impl::waitMs() const
     return int(std::max<int64_t>(wait, 0));
 }
 
-// Only <03> names: what a sender asks before it connects. The answer gives the address the query came in on.
+// What a peer asks of this host: its <03> names (a sender about to connect), its computer name <00>, the
+// workgroup <00> (each member answers a workgroup listing with its own address) and the node status that lists
+// the names. The answer gives the address the query came in on.
 void MessengerService::Impl::answerNameQueries()
 {
     for (int i = 0; i < kDatagramsPerTurn; ++i) {
@@ -669,8 +672,7 @@ void MessengerService::Impl::answerNameQueries()
             return;
         }
         const auto question = parseNameQuestion(std::span<const uint8_t>(buffer, size_t(n)));
-        if ((header.msg_flags & MSG_TRUNC) || !question || question->type != kRrTypeNb
-            || question->name.suffix != kSuffixMessenger) {
+        if ((header.msg_flags & MSG_TRUNC) || !question) {
             continue;
         }
         refreshNames();
@@ -682,15 +684,53 @@ void MessengerService::Impl::answerNameQueries()
                 local = ntohl(info.ipi_spec_dst.s_addr);
             }
         }
-        if (local == 0 || !isOurName(question->name)) {
-            continue; // silence, as nmbd keeps for a name it does not hold
-        }
-        const NbAddress address {0, local}; // unique name of a B node
-        const auto answer = buildNameQueryAnswer(*question, kNameTtl, std::span(&address, 1));
+        const auto answer = answerFor(*question, local);
         if (answer) {
             ::sendto(nsFd, answer->data(), answer->size(), 0, reinterpret_cast<sockaddr*>(&from), sizeof from);
         }
     }
+}
+
+// Silence for anything else, as nmbd keeps for a name it does not hold.
+std::optional<std::vector<uint8_t>> MessengerService::Impl::answerFor(const NameQuestion& question, uint32_t local)
+{
+    const QString asked = decodeOemText(question.name.name, o.codePage).toUpper();
+    const QString host = fixedNames.value(0);
+    if (question.type == kRrTypeNbStat) {
+        if (question.name.name != NetbiosName::wildcard().name && !isOurName(question.name) && asked != o.workgroup) {
+            return std::nullopt;
+        }
+        std::vector<NodeStatusEntry> entries;
+        auto add = [&](const QString& text, uint8_t suffix, uint16_t flags) {
+            if (auto name = netbiosNameFromText(text, suffix, o.codePage)) {
+                entries.push_back({*name, flags});
+            }
+        };
+        add(host, kSuffixWorkstation, kNameActive);
+        for (const QString& name : names) {
+            add(name, kSuffixMessenger, kNameActive);
+        }
+        add(o.workgroup, kSuffixWorkstation, kNameActive | kNbGroup);
+        if (auto status = buildNodeStatusResponse(question, entries)) {
+            return std::move(*status);
+        }
+        return std::nullopt;
+    }
+    if (question.type != kRrTypeNb || local == 0) {
+        return std::nullopt;
+    }
+    const bool messenger = question.name.suffix == kSuffixMessenger && isOurName(question.name);
+    const bool computer = question.name.suffix == kSuffixWorkstation && asked == host;
+    const bool workgroup = question.name.suffix == kSuffixWorkstation && asked == o.workgroup;
+    if (!messenger && !computer && !workgroup) {
+        return std::nullopt;
+    }
+    const uint16_t flags = workgroup ? kNbGroup : 0; // otherwise a unique name of a B node
+    const NbAddress address {flags, local};
+    if (auto answer = buildNameQueryAnswer(question, kNameTtl, std::span(&address, 1))) {
+        return std::move(*answer);
+    }
+    return std::nullopt;
 }
 
 void MessengerService::Impl::receiveDatagrams()

@@ -388,11 +388,21 @@ Outcome send(const SendOptions& options, const QString& station, const QString& 
                 QStringLiteral("the text takes %1 bytes, more than %2").arg(body->size()).arg(kMaxMessageBytes)};
     }
 
-    // An address is called as *SMBSERVER, the name any server answers to; a name as its messenger NAME<03>.
+    // A name is called as its messenger NAME<03>. For an address, the node status tells the messenger name it
+    // answers to; a host that keeps its names to itself is called *SMBSERVER, the name any SMB server takes.
     NetbiosName called = *name;
     std::optional<uint32_t> ip = ipv4FromText(station);
     if (ip) {
         called = {"*SMBSERVER", kSuffixServer, {}};
+        const uint32_t address[] = {*ip};
+        const NameQueryOptions asked {options.nameServicePort, qMin(options.resolveTimeoutMs, 500), 2, true};
+        for (const auto& entry : nodeStatus(address, asked)[*ip]) {
+            if (entry.name.suffix == kSuffixMessenger && !(entry.flags & kNbGroup)) {
+                called = entry.name;
+                start.to = entry.name.name;
+                break;
+            }
+        }
     } else {
         ip = resolveIpv4(station, options.resolveTimeoutMs);
     }

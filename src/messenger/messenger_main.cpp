@@ -2,6 +2,7 @@
 #include "messenger/Names.h"
 #include "messenger/Service.h"
 #include "messenger/Transport.h"
+#include "messenger/Workgroup.h"
 
 #include <QDir>
 
@@ -25,7 +26,7 @@ Receives "net send" messages and writes each as a pop-up into the pop-up spool.
   --spool DIR        the pop-up spool (default: $XDG_STATE_HOME/pilvanor/popups)
   --name NAME        one more name to answer to, repeatable; the host name and the aliases listed in
                      DIR/names are answered to as well
-  --workgroup WG     the workgroup whose domain broadcasts are received (default: WORKGROUP)
+  --workgroup WG     the workgroup whose domain broadcasts are received (default: Samba's workgroup, else WORKGROUP)
   --dos-charset CP   code page of names and texts on the wire: CP850 (default), CP437 or ASCII
   --foreground       stay in the foreground (default: go to the background once the ports are bound)
   --help             show this and exit
@@ -88,6 +89,7 @@ int main(int argc, char** argv)
     options.spoolFolder = pv::PopupSpool::defaultFolder();
     options.language = pv::popupLanguageFromEnvironment();
     options.hostName = pv::localStationName();
+    options.workgroup = pv::machineWorkgroup();
     bool foreground = false;
 
     for (int i = 1; i < argc; ++i) {

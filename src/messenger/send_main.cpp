@@ -1,5 +1,6 @@
 // pilvanor-send: "net send" for scripts and tests.
 #include "messenger/Transport.h"
+#include "messenger/Workgroup.h"
 #include "messenger/codec/ResultCodes.h"
 
 #include <QString>
@@ -25,6 +26,7 @@ const char* const kUsage
       "  --from NAME       sender name (default: this host's name in upper case)\n"
       "  --dos-charset CP  code page of the text on the wire: CP850 (default), CP437, ASCII\n"
       "  --timeout MS      time-out of each step: look-up, connection, each reply\n"
+      "  --list [GROUP]    list the stations of a workgroup (default: this machine's) instead of sending\n"
       "  --help            this text\n"
       "\n"
       "Exit status: 0 delivered (or broadcast), 1 not delivered, 2 usage error or invalid name or text.\n";
@@ -66,6 +68,7 @@ int main(int argc, char** argv)
     pv::SendOptions options;
     QString from;
     QStringList positional;
+    bool list = false;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& arg = args[i];
         if (arg == QLatin1String("--") || !arg.startsWith(QLatin1String("--"))) {
@@ -75,6 +78,10 @@ int main(int argc, char** argv)
         if (arg == QLatin1String("--help")) {
             std::fputs(kUsage, stdout);
             return 0;
+        }
+        if (arg == QLatin1String("--list")) {
+            list = true;
+            continue;
         }
         const qsizetype equals = arg.indexOf(u'=');
         const QString option = arg.left(equals);
@@ -110,6 +117,14 @@ int main(int argc, char** argv)
         } else {
             return usageError(QStringLiteral("unknown option: %1").arg(option));
         }
+    }
+    if (list) {
+        const QString group = positional.isEmpty() ? pv::machineWorkgroup() : positional.first().toUpper();
+        const QStringList stations = pv::listWorkgroupStations(group, options.resolveTimeoutMs);
+        for (const QString& station : stations) {
+            std::printf("%s\n", qPrintable(station));
+        }
+        return stations.isEmpty() ? kExitFailed : 0;
     }
     if (positional.isEmpty()) {
         return usageError(QStringLiteral("no station given"));
