@@ -32,6 +32,7 @@ struct Outcome
 {
     int code = netapi::Success;
     QString detail;
+    bool calledNameRefused = false; // negative session response: not listening on, or not present
 };
 
 QString errnoText(int error)
@@ -259,7 +260,8 @@ Outcome sendSession(const SendOptions& options,
         }
         if (answer->type == SessionType::Negative) {
             return {resultFromNegativeSession(answer->errorCode),
-                    QStringLiteral("negative session response 0x%1").arg(answer->errorCode, 2, 16, QChar(u'0'))};
+                    QStringLiteral("negative session response 0x%1").arg(answer->errorCode, 2, 16, QChar(u'0')),
+                    answer->errorCode == 0x80 || answer->errorCode == 0x82};
         }
         if (answer->type != SessionType::Positive) {
             return {netapi::NetworkError,
@@ -388,24 +390,25 @@ Outcome send(const SendOptions& options, const QString& station, const QString& 
                 QStringLiteral("the text takes %1 bytes, more than %2").arg(body->size()).arg(kMaxMessageBytes)};
     }
 
-    // A name is called as its messenger NAME<03>. For an address, the node status tells the messenger name it
-    // answers to; a host that keeps its names to itself is called *SMBSERVER, the name any SMB server takes.
-    NetbiosName called = *name;
+    // A name is called as its messenger NAME<03>, an address as *SMBSERVER, the name any SMB server takes.
     std::optional<uint32_t> ip = ipv4FromText(station);
     if (ip) {
-        called = {"*SMBSERVER", kSuffixServer, {}};
+        Outcome outcome = sendSession(options, *ip, {"*SMBSERVER", kSuffixServer, {}}, *calling, start, *body);
+        if (!outcome.calledNameRefused) {
+            return outcome;
+        }
+        // A messenger service answers only to its own names: its node status tells them.
         const uint32_t address[] = {*ip};
-        const NameQueryOptions asked {options.nameServicePort, qMin(options.resolveTimeoutMs, 500), 2, true};
+        const NameQueryOptions asked {options.nameServicePort, qMin(options.resolveTimeoutMs, 1000), 2, true};
         for (const auto& entry : nodeStatus(address, asked)[*ip]) {
             if (entry.name.suffix == kSuffixMessenger && !(entry.flags & kNbGroup)) {
-                called = entry.name;
                 start.to = entry.name.name;
-                break;
+                return sendSession(options, *ip, entry.name, *calling, start, *body);
             }
         }
-    } else {
-        ip = resolveIpv4(station, options.resolveTimeoutMs);
+        return outcome;
     }
+    ip = resolveIpv4(station, options.resolveTimeoutMs);
     QString why;
     for (const uint8_t suffix : {kSuffixMessenger, kSuffixWorkstation}) {
         if (ip) {
@@ -426,7 +429,7 @@ Outcome send(const SendOptions& options, const QString& station, const QString& 
                          decodeOemText(name->name, options.codePage),
                          why.isEmpty() ? QString() : QStringLiteral(" (") + why + u')')};
     }
-    return sendSession(options, *ip, called, *calling, start, *body);
+    return sendSession(options, *ip, *name, *calling, start, *body);
 }
 
 } // namespace
