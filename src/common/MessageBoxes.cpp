@@ -3,9 +3,11 @@
 #include "common/Language.h"
 
 #include <QApplication>
+#include <QCoreApplication>
 #include <QList>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QThread>
 
 #include <utility>
 
@@ -105,7 +107,18 @@ int showQMessageBox(const QString& text, int style, const QString& title)
 
 void installMessageBoxes()
 {
-    setMessageBoxPresenter(&showQMessageBox);
+    setMessageBoxPresenter([](const QString& text, int style, const QString& title) {
+        // Widgets live on the window thread: a box asked for by a send running elsewhere is shown there, and the
+        // asking thread waits for the answer.
+        QCoreApplication* app = QCoreApplication::instance();
+        if (!app || QThread::currentThread() == app->thread()) {
+            return showQMessageBox(text, style, title);
+        }
+        int result = MsgResult::Ok;
+        QMetaObject::invokeMethod(
+            app, [&] { result = showQMessageBox(text, style, title); }, Qt::BlockingQueuedConnection);
+        return result;
+    });
 }
 
 } // namespace pv

@@ -51,8 +51,11 @@ QString texteAdresse(in_addr a)
 // The look-up counts against the echo's time-out, as it did when the resolver was awaited first.
 bool resoudre(const QString& station, const QDeadlineTimer& fin, in_addr* a)
 {
+    // Names the resolver does not know are NetBIOS names of the LAN.
+    const int delai = int(qMin<qint64>(fin.remainingTime(), 60000));
+    const auto nom = codec::netbiosNameFromText(station.trimmed(), codec::kSuffixMessenger, codec::OemCodePage::Cp850);
     const std::optional<uint32_t> adresse
-        = resolveIpv4(station.trimmed(), int(qMin<qint64>(fin.remainingTime(), 60000)));
+        = nom ? resolveStation(*nom, station.trimmed(), delai) : resolveIpv4(station.trimmed(), delai);
     if (adresse) {
         a->s_addr = htonl(*adresse);
     }

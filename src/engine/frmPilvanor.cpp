@@ -6,10 +6,12 @@
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
 #include "common/Paths.h"
+#include "engine/Envoi.h"
 #include "engine/GlobalHotKey.h"
 #include "engine/LanceurService.h"
 #include "engine/Settings.h"
 #include "engine/StartUp.h"
+#include "engine/frmEnvoiMessageGroupe.h"
 
 #include <QAction>
 #include <QApplication>
@@ -18,7 +20,9 @@
 #include <QComboBox>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QRadioButton>
@@ -72,6 +76,11 @@ frmPilvanor::frmPilvanor(QWidget* parent)
     construireControles();
     staBarreStatut = nomme(new QStatusBar(this), "staBarreStatut");
     setStatusBar(staBarreStatut);
+    // Beside the send outcome, which the status bar's own message shows.
+    lblGroupeRapide = nomme(new QLabel(staBarreStatut), "lblGroupeRapide");
+    lblGroupeRapide->setProperty("sansLibelle", true);
+    lblGroupeRapide->hide();
+    staBarreStatut->addPermanentWidget(lblGroupeRapide);
     // The capture of received messages runs on this timer's ticks.
     tmrCaptureMessage = nomme(new QTimer(this), "tmrCaptureMessage");
     setMinimumSize(360, 300);
@@ -84,6 +93,11 @@ frmPilvanor::frmPilvanor(QWidget* parent)
 frmPilvanor::~frmPilvanor()
 {
     decharger();
+    delete m_fenetreGroupe.data();
+    if (m_envoiEnCours) {
+        // The engine goes with the window and will not say that it has finished.
+        QApplication::restoreOverrideCursor();
+    }
 }
 
 void frmPilvanor::construireMenus()
@@ -144,6 +158,7 @@ void frmPilvanor::construireMenus()
     connect(mnuFicQuitter, &QAction::triggered, this, &frmPilvanor::quitter);
     connect(mnuSysQuitter, &QAction::triggered, this, &frmPilvanor::quitter);
     connect(mnuSysRestaurer, &QAction::triggered, this, &frmPilvanor::restaurer);
+    connect(mnuMesEnvoyer, &QAction::triggered, this, &frmPilvanor::mEnvoyerMessage);
     connect(mnuMesEffacer, &QAction::triggered, this, [this] { txtMessage->clear(); });
     connect(mnuMesInsererSignature, &QAction::triggered, this, &frmPilvanor::insererSignature);
     connect(mnuHisSupprimerHistoriqueMessageRecu, &QAction::triggered, this, [this] { supprimerHistorique(false); });
@@ -153,7 +168,6 @@ void frmPilvanor::construireMenus()
                mnuFicGroupe,
                mnuFicListeRappel,
                mnuFicPreference,
-               mnuMesEnvoyer,
                mnuMesMessagePredefini,
                mnuHisHistoriqueMessageRecu,
                mnuHisHistoriqueMessageEnvoye,
@@ -201,6 +215,7 @@ void frmPilvanor::construireBarresOutils()
     bouton(tlbMessage, "OuvrirTexteSelectionne", "document-open", QStyle::SP_DialogOpenButton);
 
     connect(boutonBarreOutils(QStringLiteral("EffacerMessage")), &QAction::triggered, mnuMesEffacer, &QAction::trigger);
+    connect(boutonBarreOutils(QStringLiteral("EnvoyerMessage")), &QAction::triggered, mnuMesEnvoyer, &QAction::trigger);
     for (const char* cle : {"Utilisateurs",
                             "Groupes",
                             "HistoriqueMessageRecu",
@@ -210,7 +225,6 @@ void frmPilvanor::construireBarresOutils()
                             "Preference",
                             "AProposDe",
                             "AidePilvanor",
-                            "EnvoyerMessage",
                             "OuvrirTexteSelectionne"}) {
         boutonBarreOutils(QLatin1String(cle))->setEnabled(false);
     }
@@ -241,6 +255,9 @@ void frmPilvanor::construireControles()
     cboDestinataire = nomme(new QComboBox(fraDestinataire), "cboDestinataire");
     cboDestinataire->setEditable(true);
     cboDestinataire->setInsertPolicy(QComboBox::NoInsert);
+    // Completion is ours, on key release, as the recipient list has always done it.
+    cboDestinataire->setCompleter(nullptr);
+    cboDestinataire->installEventFilter(this);
     fraLayout->addWidget(cboDestinataire);
     layout->addWidget(fraDestinataire);
 
@@ -274,7 +291,11 @@ void frmPilvanor::construireControles()
     layout->addWidget(txtMessage, 1);
     setCentralWidget(central);
 
+    txtMessage->installEventFilter(this);
     connect(cboMessagePredefini, &QComboBox::activated, this, &frmPilvanor::choisirMessagePredefini);
+    connect(cboDestinataire, &QComboBox::editTextChanged, this, &frmPilvanor::destinataireModifie);
+    connect(txtMessage, &QPlainTextEdit::textChanged, this, &frmPilvanor::mettreAJourEnvoyer);
+    mettreAJourEnvoyer();
 }
 
 QAction* frmPilvanor::boutonBarreOutils(const QString& cle) const
@@ -367,6 +388,197 @@ void frmPilvanor::remplirDestinataires()
         }
     }
     cboDestinataire->setCurrentIndex(-1);
+}
+
+bool frmPilvanor::eventFilter(QObject* objet, QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) {
+        return QMainWindow::eventFilter(objet, event);
+    }
+    const auto* touche = static_cast<QKeyEvent*>(event);
+    const bool entree = touche->key() == Qt::Key_Return || touche->key() == Qt::Key_Enter;
+    const Qt::KeyboardModifiers modificateurs = touche->modifiers() & ~Qt::KeypadModifier;
+    if (objet == txtMessage) {
+        if (event->type() == QEvent::KeyPress && entree && modificateurs == Qt::ControlModifier) {
+            mEnvoyerMessage();
+            return true;
+        }
+    } else if (objet == cboDestinataire && event->type() == QEvent::KeyPress) {
+        if (entree && modificateurs == Qt::NoModifier) {
+            // Enter sends once there is something to send; before that it moves on to the text.
+            if (!mEnvoyerMessage() && !m_envoiEnCours) {
+                txtMessage->setFocus();
+            }
+            return true;
+        }
+        const QString texte = touche->text();
+        if (!texte.isEmpty() && texte != texte.toUpper()
+            && !(modificateurs & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))) {
+            // Station names are upper case; only typed characters change, not the entries chosen.
+            cboDestinataire->lineEdit()->insert(texte.toUpper());
+            return true;
+        }
+    } else if (objet == cboDestinataire && touche->key() >= Qt::Key_A && touche->key() <= Qt::Key_Z) {
+        completerDestinataire();
+    }
+    return QMainWindow::eventFilter(objet, event);
+}
+
+void frmPilvanor::completerDestinataire()
+{
+    QLineEdit* saisie = cboDestinataire->lineEdit();
+    const QString tape = saisie->text();
+    if (tape.isEmpty() || saisie->hasSelectedText() || saisie->cursorPosition() != tape.size()) {
+        return;
+    }
+    for (int i = 0; i < cboDestinataire->count(); ++i) {
+        const QString entree = cboDestinataire->itemText(i);
+        if (entree.startsWith(tape, Qt::CaseInsensitive)) {
+            saisie->setUpdatesEnabled(false);
+            saisie->setText(entree);
+            saisie->setSelection(tape.size(), entree.size() - tape.size());
+            saisie->setUpdatesEnabled(true);
+            return;
+        }
+    }
+}
+
+void frmPilvanor::destinataireModifie()
+{
+    const QString texte = cboDestinataire->currentText();
+    QStringList stations;
+    if (cboDestinataire->findText(texte, Qt::MatchFixedString) < 0) {
+        for (const QString& station : texte.split(QLatin1Char(','))) {
+            if (!station.trimmed().isEmpty()) {
+                stations.append(station.trimmed().toUpper());
+            }
+        }
+    }
+    if (stations.size() > 1) {
+        lblGroupeRapide->setText(gMessageTexte(gParametres().fichierLangue, QStringLiteral("GroupeRapide"))
+                                 + QStringLiteral(": ") + stations.join(QStringLiteral(", ")));
+        lblGroupeRapide->show();
+    } else {
+        lblGroupeRapide->hide();
+    }
+    mettreAJourEnvoyer();
+}
+
+void frmPilvanor::mettreAJourEnvoyer()
+{
+    const bool possible = !m_envoiEnCours && !cboDestinataire->currentText().trimmed().isEmpty()
+                          && !txtMessage->toPlainText().trimmed().isEmpty();
+    mnuMesEnvoyer->setEnabled(possible);
+    boutonBarreOutils(QStringLiteral("EnvoyerMessage"))->setEnabled(possible);
+}
+
+void frmPilvanor::utiliserEnvoi(EnvoiMessage* envoi)
+{
+    if (m_envoi == envoi) {
+        return;
+    }
+    delete m_envoi;
+    m_envoi = envoi;
+    m_envoi->setParent(this);
+    // Sent from the engine's thread: queued, in the order the stations were listed.
+    connect(m_envoi, &EnvoiMessage::debutGroupe, this, &frmPilvanor::debutGroupe);
+    connect(m_envoi, &EnvoiMessage::stationTerminee, this, &frmPilvanor::stationTerminee);
+    connect(m_envoi, &EnvoiMessage::finGroupe, this, &frmPilvanor::finGroupe);
+    connect(m_envoi, &EnvoiMessage::termine, this, &frmPilvanor::envoiTermine);
+}
+
+frmEnvoiMessageGroupe* frmPilvanor::fenetreEnvoiGroupe() const
+{
+    return m_fenetreGroupe;
+}
+
+EnvoiMessage* frmPilvanor::envoi()
+{
+    if (!m_envoi) {
+        utiliserEnvoi(new EnvoiMessage(this));
+    }
+    return m_envoi;
+}
+
+bool frmPilvanor::mEnvoyerMessage()
+{
+    if (!mnuMesEnvoyer->isEnabled()) {
+        return false;
+    }
+    DemandeEnvoi demande;
+    demande.texte = txtMessage->toPlainText().replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
+    demande.crypter = chkEncrypterMessage->isChecked();
+    demande.destinataire.liste = optDestinataire[1]->isChecked() ? DestinataireChoisi::Liste::Groupes
+                                                                 : DestinataireChoisi::Liste::Utilisateurs;
+    // Typed in another case, an entry is still that entry, under its own name.
+    const QString tape = cboDestinataire->currentText().trimmed();
+    demande.destinataire.index = cboDestinataire->findText(tape, Qt::MatchFixedString);
+    demande.destinataire.texte
+        = demande.destinataire.index >= 0 ? cboDestinataire->itemText(demande.destinataire.index) : tape;
+    m_envoiGroupe = false;
+    if (!envoi()->mEnvoyerMessage(demande)) {
+        return false;
+    }
+    m_envoiEnCours = true;
+    mettreAJourEnvoyer();
+    staBarreStatut->clearMessage();
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    return true;
+}
+
+void frmPilvanor::debutGroupe(const QString& ligne)
+{
+    m_envoiGroupe = true;
+    if (!m_fenetreGroupe) {
+        // A window of its own, not the main window's: it stays up when the main window minimises after the send.
+        m_fenetreGroupe = new frmEnvoiMessageGroupe;
+    }
+    m_fenetreGroupe->mDebuterEnvoi();
+    m_fenetreGroupe->mAjouterUtilisateurListe(QString(), ligne);
+}
+
+void frmPilvanor::stationTerminee(const ResultatStation& resultat)
+{
+    if (m_envoiGroupe) {
+        if (m_fenetreGroupe) {
+            m_fenetreGroupe->mAjouterUtilisateurListe(resultat.affichage.isEmpty() ? resultat.station
+                                                                                   : resultat.affichage,
+                                                      resultat.texte,
+                                                      resultat.echec ? 255 : -1);
+        }
+    } else if (resultat.echec) {
+        showMessageBox(resultat.texte, MsgStyle::Exclamation);
+    } else {
+        // The text carries the time of the send.
+        staBarreStatut->showMessage(resultat.texte);
+    }
+}
+
+void frmPilvanor::finGroupe(const QString& ligne)
+{
+    if (m_fenetreGroupe) {
+        m_fenetreGroupe->mAjouterUtilisateurListe(QString(), ligne);
+        m_fenetreGroupe->mTerminerEnvoi();
+    }
+}
+
+void frmPilvanor::envoiTermine(bool succes)
+{
+    if (!m_envoiEnCours) {
+        return;
+    }
+    m_envoiEnCours = false;
+    QApplication::restoreOverrideCursor();
+    if (succes) {
+        const Parametres& p = gParametres();
+        if (p.effacerMessageApresEnvoi) {
+            txtMessage->clear();
+        }
+        if (p.minimiserApresEnvoi) {
+            showMinimized();
+        }
+    }
+    mettreAJourEnvoyer();
 }
 
 void frmPilvanor::remplirMessagesPredefinis()

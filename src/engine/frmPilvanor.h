@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <array>
 
@@ -19,7 +20,10 @@ class QToolBar;
 
 namespace pv {
 
+class EnvoiMessage;
 class GlobalHotKey;
+class frmEnvoiMessageGroupe;
+struct ResultatStation;
 
 // The main window: the program's first and last window. Controls carry their design names, and each
 // objectName is that name so that the language files reach it.
@@ -37,6 +41,13 @@ public:
     void restaurer();
     // Ends the program the way the Quit menus do.
     void quitter();
+    // Starts sending txtMessage to the recipient; false when the Send rule does not allow it now. The outcome
+    // arrives later, on the status bar, in a message box or in the group send window.
+    bool mEnvoyerMessage();
+    // The send engine to use from now on (the window takes it); without one the real network is used.
+    void utiliserEnvoi(EnvoiMessage* envoi);
+    // The group send window while it is open.
+    frmEnvoiMessageGroupe* fenetreEnvoiGroupe() const;
 
     // Toolbar buttons by their key ("Utilisateurs", "EnvoyerMessage" …).
     QAction* boutonBarreOutils(const QString& cle) const;
@@ -54,6 +65,7 @@ public:
     QToolBar* tlbPrincipale;
     QToolBar* tlbMessage;
     QStatusBar* staBarreStatut;
+    QLabel* lblGroupeRapide; // the typed stations when they are several
     QTimer* tmrCaptureMessage;
     QSystemTrayIcon* picSysTray = nullptr;
 
@@ -89,12 +101,21 @@ public:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    bool eventFilter(QObject* objet, QEvent* event) override;
 
 private:
     void construireMenus();
     void construireBarresOutils();
     void construireControles();
     void remplirDestinataires();
+    void completerDestinataire();
+    void destinataireModifie();
+    void mettreAJourEnvoyer();
+    EnvoiMessage* envoi();
+    void debutGroupe(const QString& ligne);
+    void stationTerminee(const ResultatStation& resultat);
+    void finGroupe(const QString& ligne);
+    void envoiTermine(bool succes);
     void remplirMessagesPredefinis();
     void choisirMessagePredefini(int index);
     void insererSignature();
@@ -104,6 +125,10 @@ private:
     void decharger();
 
     GlobalHotKey* m_hotKey;
+    EnvoiMessage* m_envoi = nullptr;
+    QPointer<frmEnvoiMessageGroupe> m_fenetreGroupe;
+    bool m_envoiEnCours = false;
+    bool m_envoiGroupe = false;
     bool m_charge = false;
     bool m_quitter = false;
     bool m_decharge = false;

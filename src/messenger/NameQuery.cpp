@@ -252,4 +252,21 @@ std::optional<uint32_t> resolveIpv4(const QString& host, int timeoutMs)
     return lookup->address;
 }
 
+std::optional<uint32_t> resolveStation(
+    const codec::NetbiosName& name, const QString& station, int timeoutMs, uint16_t nameServicePort, QString* error)
+{
+    if (auto ip = resolveIpv4(station, timeoutMs)) {
+        return ip;
+    }
+    for (const uint8_t suffix : {codec::kSuffixMessenger, codec::kSuffixWorkstation}) {
+        codec::NetbiosName asked = name;
+        asked.suffix = suffix;
+        const auto found = broadcastNameQuery(asked, {nameServicePort, timeoutMs, 3, true}, error);
+        if (!found.empty()) {
+            return found.front();
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace pv

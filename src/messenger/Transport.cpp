@@ -408,20 +408,8 @@ Outcome send(const SendOptions& options, const QString& station, const QString& 
         }
         return outcome;
     }
-    ip = resolveIpv4(station, options.resolveTimeoutMs);
     QString why;
-    for (const uint8_t suffix : {kSuffixMessenger, kSuffixWorkstation}) {
-        if (ip) {
-            break;
-        }
-        NetbiosName asked = *name;
-        asked.suffix = suffix;
-        const auto found
-            = broadcastNameQuery(asked, {options.nameServicePort, options.resolveTimeoutMs, 3, true}, &why);
-        if (!found.empty()) {
-            ip = found.front();
-        }
-    }
+    ip = resolveStation(*name, station, options.resolveTimeoutMs, options.nameServicePort, &why);
     if (!ip) {
         return {netapi::NameNotFound,
                 QStringLiteral("%1: unknown to the resolver, and no answer to a NetBIOS query for %2<03> or <00>%3")

@@ -30,7 +30,6 @@ public:
     ~SmbTestClient() { ::close(m_fd); }
     SmbTestClient(const SmbTestClient&) = delete;
 
-    bool connected() const { return m_fd >= 0; }
     bool sendBytes(const std::vector<uint8_t>& b)
     {
         return m_fd >= 0 && ::send(m_fd, b.data(), b.size(), MSG_NOSIGNAL) == ssize_t(b.size());

@@ -5,123 +5,89 @@
 #include "messenger/Spool.h"
 
 #include <QDir>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QSet>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fcntl.h>
 #include <mutex>
 #include <random>
-#include <sys/wait.h>
 #include <thread>
 
 namespace pv {
 namespace {
 
+using namespace codec::test;
 using test::SmbTestClient;
 const auto Success = codec::SmbStatus::success();
 
-// The service in the foreground on `port` (0: any free port), its output in `log`; sets port to the one it took.
-pid_t launch(const QString& spool, uint16_t& port, const QString& log)
+class Abuse : public ::testing::Test
 {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::dup2(::open(QFile::encodeName(log).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-        ::execl(PV_BIN_DIR "/pilvanor-messenger",
-                "pilvanor-messenger",
-                "--foreground",
-                "--bind",
-                "127.0.0.1",
-                "--no-udp",
-                "--name",
-                "BOB",
-                "--spool",
-                QFile::encodeName(spool).constData(),
-                "--port",
-                std::to_string(port).c_str(),
-                nullptr);
-        ::_exit(127);
-    }
-    for (int i = 0; i < 250; ++i) {
-        QFile f(log);
-        const QByteArray text = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-        if (const qsizetype at = text.indexOf("TCP port "), end = text.indexOf(',', at); at >= 0 && end > 0) {
-            port = uint16_t(text.mid(at + 9, end - at - 9).toUInt());
-            return pid;
+protected:
+    // Starts the service on `port` (0: any free port), its messages in `log`; port becomes the one it took.
+    void launch(const QString& log)
+    {
+        service.setStandardErrorFile(dir.filePath(log));
+        const QString options = QStringLiteral("--foreground --bind 127.0.0.1 --no-udp --name BOB --port %1").arg(port);
+        service.start(PV_BIN_DIR "/pilvanor-messenger", options.split(u' ') << "--spool" << spool);
+        QRegularExpressionMatch started;
+        for (int i = 0; i < 250 && !started.hasMatch(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            QFile f(dir.filePath(log));
+            started = QRegularExpression("TCP port (\\d+),").match(f.open(QIODevice::ReadOnly) ? f.readAll() : "");
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ASSERT_TRUE(started.hasMatch()) << "the service did not start";
+        port = started.captured(1).toUShort();
     }
-    ADD_FAILURE() << "the service did not start";
-    return pid;
-}
-
-QSet<QString> bodies(const QString& spool)
-{
-    QSet<QString> out;
-    for (const Popup& p : PopupSpool(spool).all()) {
-        out.insert(p.text.section("\r\n\r\n", 1));
+    // The text of each pop-up in the spool.
+    QSet<QString> bodies() const
+    {
+        QSet<QString> out;
+        for (const Popup& p : PopupSpool(spool).all()) {
+            out.insert(p.text.section("\r\n\r\n", 1));
+        }
+        return out;
     }
-    return out;
-}
 
-long residentKiB(pid_t pid)
-{
-    QFile f(QStringLiteral("/proc/%1/status").arg(pid));
-    const QByteArray status = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    const qsizetype at = status.indexOf("VmRSS:");
-    return at < 0 ? -1 : status.mid(at + 6, status.indexOf('\n', at) - at - 6).trimmed().split(' ')[0].toLong();
-}
+    void SetUp() override { launch("log"); }
 
-TEST(Abuse, ValidMessagesGetThroughHostileConnections)
-{
     QTemporaryDir dir;
+    QString spool = dir.filePath("spool");
     uint16_t port = 0;
-    const pid_t pid = launch(dir.path() + "/spool", port, dir.path() + "/log");
-    std::atomic<bool> running = true;
-    std::atomic<long> peakKiB = 0;
-    std::thread monitor([&] {
-        for (; running; std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
-            peakKiB = std::max(peakKiB.load(), residentKiB(pid));
-        }
-    });
+    QProcess service;
+    std::mutex lock;
+};
+
+TEST_F(Abuse, ValidMessagesGetThroughHostileConnections)
+{
     // With these, more idle connections than the service keeps: it must make room for those that send.
     std::vector<std::unique_ptr<SmbTestClient>> held;
-    for (int i = 0; i < 100; ++i) {
-        held.push_back(std::make_unique<SmbTestClient>(port));
-    }
-    std::mutex lock;
+    std::generate_n(std::back_inserter(held), 100, [&] { return std::make_unique<SmbTestClient>(port); });
     std::atomic<int> refused = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] { // 50 valid messages each, half after a session request
             for (int i = 0; i < 50; ++i) {
                 SmbTestClient client(port);
-                if (i % 2) {
-                    client.sendBytes(*codec::buildSessionRequest({"BOB", 3, {}}, {"A", 0, {}}));
+                if (i % 2 && client.sendBytes(*codec::buildSessionRequest({"BOB", 3, {}}, {"A", 0, {}}))) {
                     client.readFrame();
                 }
                 refused += client.sendMessage(std::to_string(t) + "-" + std::string(size_t(i) * 7, '.')) != Success;
             }
         });
-        threads.emplace_back([&, t] { // 250 hostile connections each
+        threads.emplace_back([&, t] { // 250 hostile connections each, half of them kept open
             std::mt19937 random {uint32_t(t)};
             const auto d5 = *codec::buildSessionMessage(*codec::buildMessengerRequest({{}, "A", "B", 0, {}}));
+            const Bytes huge = cat({hex("00 01 FF FF"), Bytes(3996, 'x')});
             for (int i = 0; i < 250; ++i) {
                 auto client = std::make_unique<SmbTestClient>(port, 50);
-                std::vector<uint8_t> bytes(random() % 200 + 1);
-                if (i % 4 == 0) { // garbage
-                    std::generate(bytes.begin(), bytes.end(), [&] { return uint8_t(random()); });
-                } else if (i % 4 == 1) { // a frame cut short, then silence
-                    bytes.assign(d5.begin(), d5.begin() + long(random() % (d5.size() - 1) + 1));
-                } else if (i % 4 == 2) { // a frame above any limit
-                    bytes = codec::test::hex("00 01 FF FF");
-                    bytes.resize(4000, 'x');
-                } else { // silence
-                    bytes.clear();
-                }
-                client->sendBytes(bytes);
+                Bytes garbage(random() % 200 + 1); // or a frame cut short, one above any limit, silence
+                std::generate(garbage.begin(), garbage.end(), [&] { return uint8_t(random()); });
+                const Bytes cut(d5.begin(), d5.begin() + 1 + long(garbage.size() % (d5.size() - 1)));
+                client->sendBytes(i % 4 == 0 ? garbage : i % 4 == 1 ? cut : i % 4 == 2 ? huge : Bytes());
                 if (i % 2) {
                     const std::lock_guard guard(lock);
                     held.push_back(std::move(client));
@@ -129,38 +95,28 @@ TEST(Abuse, ValidMessagesGetThroughHostileConnections)
             }
         });
     }
-    for (auto& t : threads) {
-        t.join();
-    }
+    threads.clear();
     EXPECT_EQ(refused, 0);
     EXPECT_EQ(SmbTestClient(port).sendMessage("after the storm"), Success);
-    running = false;
-    monitor.join();
 
-    EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), 0) << "the service ended";
-    const QSet<QString> arrived = bodies(dir.path() + "/spool");
-    EXPECT_EQ(arrived.size(), 201);
+    QFile status(QStringLiteral("/proc/%1/status").arg(service.processId()));
+    EXPECT_TRUE(status.open(QIODevice::ReadOnly));
+    const long peakKiB = QRegularExpression("VmHWM:\\s*(\\d+)").match(status.readAll()).captured(1).toLong();
+    EXPECT_TRUE(peakKiB > 0 && peakKiB < 50 * 1024) << "peak resident memory: " << peakKiB << " KiB";
+    QSet<QString> sent {"after the storm"};
     for (int i = 0; i < 200; ++i) {
-        EXPECT_TRUE(arrived.contains(QString::number(i % 4) + "-" + QString((i / 4) * 7, '.'))) << i;
+        sent.insert(QString::number(i % 4) + "-" + QString((i / 4) * 7, '.'));
     }
-    EXPECT_GT(peakKiB, 0);
-    EXPECT_LT(peakKiB, 50 * 1024) << "peak VmRSS in KiB";
-    int status = -1;
-    ::kill(pid, SIGTERM);
-    ::waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    EXPECT_TRUE(bodies() == sent) << (sent - bodies()).size() << " lost, " << (bodies() - sent).size() << " made up";
+    service.terminate();
+    EXPECT_TRUE(service.waitForFinished() && service.exitStatus() == QProcess::NormalExit && service.exitCode() == 0);
 }
 
-TEST(Abuse, AcknowledgedMessagesSurviveSigkill)
+TEST_F(Abuse, AcknowledgedMessagesSurviveSigkill)
 {
-    QTemporaryDir dir;
-    const QString spool = dir.path() + "/spool";
-    uint16_t port = 0;
-    pid_t pid = launch(spool, port, dir.path() + "/log");
     std::atomic<bool> sending = true;
-    std::mutex lock;
     QStringList acknowledged;
-    std::vector<std::thread> senders;
+    std::vector<std::jthread> senders;
     for (int t = 0; t < 4; ++t) {
         senders.emplace_back([&, t] {
             for (int i = 0; sending && i < 2000; ++i) {
@@ -177,25 +133,20 @@ TEST(Abuse, AcknowledgedMessagesSurviveSigkill)
     std::mt19937 random(42);
     for (int kill = 0; kill < 12; ++kill) {
         std::this_thread::sleep_for(std::chrono::milliseconds(30 + random() % 200));
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-        const uint16_t before = port;
-        pid = launch(spool, port, dir.path() + QStringLiteral("/log%1").arg(kill));
-        ASSERT_EQ(port, before);
+        service.kill(); // SIGKILL
+        service.waitForFinished();
+        launch(QStringLiteral("log%1").arg(kill)); // on the same port
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     sending = false;
-    for (auto& t : senders) {
-        t.join();
-    }
-    ::kill(pid, SIGTERM);
-    ::waitpid(pid, nullptr, 0);
+    senders.clear();
+    service.terminate();
+    service.waitForFinished();
 
-    const QSet<QString> arrived = bodies(spool);
     EXPECT_GT(acknowledged.size(), 100);
-    for (const QString& text : acknowledged) {
-        EXPECT_TRUE(arrived.contains(text)) << "acknowledged but lost: " << qPrintable(text);
-    }
+    const QSet<QString> lost = QSet<QString>(acknowledged.begin(), acknowledged.end()) - bodies();
+    EXPECT_TRUE(lost.isEmpty()) << "acknowledged but lost: "
+                                << QStringList(lost.begin(), lost.end()).join(' ').toStdString();
     EXPECT_EQ(QDir(spool).entryList({"*.tmp"}, QDir::Hidden | QDir::Files), QStringList()) << "left by a crash";
 }
 

@@ -3,7 +3,7 @@
 #include "messenger/Transport.h"
 #include "messenger/codec/ResultCodes.h"
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ using namespace pv::codec::test;
 
 namespace {
 
-enum class Fault { None, Status, Negative, Malformed, OtherCommand, Close, Silent, KeepAlive, Refused };
+enum class Fault { None, Status, Negative, Malformed, Close, Silent, KeepAlive, Refused };
 
 // What the fake peer does wrong, and when: `at` counts the SMB requests (0 = D5).
 struct Script
@@ -30,133 +30,94 @@ struct Script
     uint8_t negative = 0;
 };
 
-// A peer on 127.0.0.1 that records each frame it receives and answers as its script says. One connection; every
-// wait is bounded by the socket's receive time-out.
+// A peer on 127.0.0.1 for one connection, which records each frame it answers and answers as its script says. Every
+// wait ends with the socket's receive time-out.
 class FakePeer
 {
 public:
-    explicit FakePeer(Script script)
+    explicit FakePeer(Script script = {})
         : m_script(script)
-        , m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
-        sockaddr_in here {};
-        here.sin_family = AF_INET;
-        here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        sockaddr_in here {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
         socklen_t size = sizeof here;
         const timeval wait {3, 0};
         ::setsockopt(m_listener, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
         ::bind(m_listener, reinterpret_cast<sockaddr*>(&here), size);
         ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&here), &size);
         port = ntohs(here.sin_port);
-        if (script.fault == Fault::Refused) {
-            ::close(std::exchange(m_listener, -1));
-            return;
-        }
-        ::listen(m_listener, 1);
-        m_thread = std::thread([this] { serve(); });
-    }
-    ~FakePeer()
-    {
-        finish();
-        if (m_listener >= 0) {
-            ::close(m_listener);
+        if (script.fault != Fault::Refused && ::listen(m_listener, 1) == 0) {
+            m_thread = std::jthread([this] { serve(::accept(m_listener, nullptr, nullptr)); });
         }
     }
-    void finish()
+    ~FakePeer() { ::close(m_listener); }
+
+    // What it received, once the sender is done (once only).
+    const std::vector<Bytes>& frames()
     {
-        if (m_thread.joinable()) {
-            m_thread.join();
-        }
+        m_thread.join();
+        return m_frames;
     }
 
     uint16_t port = 0;
-    std::vector<Bytes> frames;
 
 private:
-    void serve()
+    void serve(int fd)
     {
-        const int fd = ::accept(m_listener, nullptr, nullptr);
-        for (int smb = 0; fd >= 0;) {
-            Bytes frame;
-            for (auto need = sessionBytesNeeded(frame, kSessionMaxLength); need && *need > 0;
-                 need = sessionBytesNeeded(frame, kSessionMaxLength)) {
-                const size_t had = frame.size();
-                frame.resize(had + *need);
-                if (::recv(fd, frame.data() + had, *need, MSG_WAITALL) != ssize_t(*need)) {
-                    ::close(fd);
-                    return;
+        Bytes frame(4); // a session header, then its payload
+        for (int smb = 0; ::recv(fd, frame.data(), 4, MSG_WAITALL) == 4; frame.resize(4)) {
+            frame.resize(4 + size_t((frame[1] & 1) << 16 | frame[2] << 8 | frame[3]));
+            const Fault fault = frame[0] != 0x81 && smb++ == m_script.at ? m_script.fault : Fault::None;
+            if (::recv(fd, frame.data() + 4, frame.size() - 4, MSG_WAITALL) != ssize_t(frame.size() - 4)
+                || fault == Fault::Close) {
+                break;
+            }
+            m_frames.push_back(frame);
+            Bytes out;
+            if (frame[0] == 0x81) {
+                out = m_script.fault == Fault::Negative ? buildNegativeSessionResponse(m_script.negative)
+                                                        : buildPositiveSessionResponse();
+            } else if (fault == Fault::Malformed) {
+                out = hex("00 00 00 06 FF 'SMX' D5 00");
+            } else if (fault != Fault::Silent) {
+                const auto request = parseMessengerRequest(std::span(frame).subspan(kSessionHeaderSize));
+                ASSERT_TRUE(request.ok());
+                const bool start = request->header.command == SmbCommand::SendStart;
+                out = *buildSessionMessage(
+                    buildMessengerReply(request->header,
+                                        fault == Fault::Status ? m_script.status : SmbStatus::success(),
+                                        start ? std::optional<uint16_t>(0x1234) : std::nullopt));
+                if (fault == Fault::KeepAlive) {
+                    out.insert(out.begin(), {0x85, 0, 0, 0});
                 }
             }
-            frames.push_back(frame);
-            const bool faulty = frame[0] != 0x81 && smb++ == m_script.at;
-            reply(fd, frame, faulty ? m_script.fault : Fault::None);
-            if (faulty && m_script.fault == Fault::Close) {
-                ::close(fd);
-                return;
-            }
+            ::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
         }
-    }
-
-    void reply(int fd, const Bytes& frame, Fault fault)
-    {
-        Bytes out;
-        if (frame[0] == 0x81) {
-            out = m_script.fault == Fault::Negative ? buildNegativeSessionResponse(m_script.negative)
-                                                    : buildPositiveSessionResponse();
-        } else if (fault == Fault::Malformed) {
-            out = hex("00 00 00 06 FF 'SMX' D5 00");
-        } else if (fault != Fault::Close && fault != Fault::Silent) {
-            const auto request = parseMessengerRequest(std::span(frame).subspan(kSessionHeaderSize));
-            ASSERT_TRUE(request.ok());
-            SmbHeader header = request->header;
-            const bool start = header.command == SmbCommand::SendStart;
-            if (fault == Fault::OtherCommand) {
-                header.command = SmbCommand::SendMessage;
-            }
-            const SmbStatus status = fault == Fault::Status ? m_script.status : SmbStatus::success();
-            out = *buildSessionMessage(
-                buildMessengerReply(header, status, start ? std::optional<uint16_t>(0x1234) : std::nullopt));
-            if (fault == Fault::KeepAlive) {
-                out.insert(out.begin(), {0x85, 0, 0, 0});
-            }
-        }
-        ::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
+        ::close(fd);
     }
 
     Script m_script;
-    int m_listener;
-    std::thread m_thread;
+    int m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::vector<Bytes> m_frames;
+    std::jthread m_thread;
 };
 
-SendOptions loopback(uint16_t port)
+// netMessageBufferSend to a port of 127.0.0.1, every wait 300 ms.
+int send(uint16_t port, const char* to, const char* from, const QString& text, QString* detail, bool session = true)
 {
-    SendOptions options;
-    options.port = port;
+    SendOptions options {.port = port, .sessionRequest = session};
     options.resolveTimeoutMs = options.connectTimeoutMs = options.replyTimeoutMs = 300;
-    return options;
+    return netMessageBufferSend(options, QString::fromUtf8(to), QString::fromUtf8(from), text, detail);
 }
 
+// The rules of NetBIOS names are the codec's, tested there; these are what the transport adds around them.
 TEST(Transport, InvalidNamesAndTexts)
 {
-    struct Row
-    {
-        const char* station;
-        const char* from;
-        QString text;
-        int expected; // 2273: valid, and nothing listens
-    };
-    const Row table[] = {
+    const std::tuple<const char*, const char*, QString, int> table[] = {
+        // station, from, text, result (2273: valid, and nothing listens)
         {"", "alice", "hi", 123},
         {"*", "alice", "hi", 123},
-        {"**", "alice", "hi", 123},
-        {"A*B", "alice", "hi", 123},
-        {"BOB?", "alice", "hi", 123},
-        {" BOB", "alice", "hi", 123},
         {"ABCDEFGHIJKLMNOP", "alice", "hi", 123},
-        {"ABCDEFGHIJKLMNOP*", "alice", "hi", 123},
-        {"日本", "alice", "hi", 123},
         {"127.0.0.1", "alice", "", 87},
-        {"127.0.0.1", "A SENDER TOO LONG", "hi", 87},
         {"127.0.0.1", "AL*CE", "hi", 87},
         {"127.0.0.1", "alice", QString(kMaxMessageBytes, u'x'), 2273},
         {"127.0.0.1", "alice", QString(kMaxMessageBytes + 1, u'x'), 87},
@@ -164,107 +125,64 @@ TEST(Transport, InvalidNamesAndTexts)
         {"localhost", "", "hi", 2273},
     };
     FakePeer nobody({Fault::Refused});
-    for (const Row& row : table) {
-        SCOPED_TRACE(testing::Message() << row.station << " / " << row.from << " / " << row.text.size());
+    for (const auto& [station, from, text, expected] : table) {
+        SCOPED_TRACE(testing::Message() << station << " / " << from << " / " << text.size());
         QString detail;
-        EXPECT_EQ(
-            netMessageBufferSend(
-                loopback(nobody.port), QString::fromUtf8(row.station), QString::fromUtf8(row.from), row.text, &detail),
-            row.expected);
+        EXPECT_EQ(send(nobody.port, station, from, text, &detail), expected);
         EXPECT_FALSE(detail.isEmpty());
     }
 }
 
+// How a status becomes a result is tested with the result codes; here, that each step hands it on.
 TEST(Transport, PeerBehaviourGivesResult)
 {
-    struct Row
-    {
-        const char* name;
-        Script script;
-        bool sessionRequest;
-        int expected;
-    };
-    const Row table[] = {
+    const std::tuple<const char*, Script, bool, int> table[] = {
+        // what, script, session request, result
         {"delivered", {}, true, 0},
-        {"delivered without session request", {}, false, 0},
-        {"keep-alive before a reply", {Fault::KeepAlive, 1}, true, 0},
+        {"delivered without session request, a keep-alive before a reply", {Fault::KeepAlive, 1}, false, 0},
         {"ERRDOS/71 on D5", {Fault::Status, 0, SmbStatus::dos(kErrDos, 71)}, true, 2273},
-        {"ERRSRV/82 on D5", {Fault::Status, 0, SmbStatus::dos(kErrSrv, 82)}, false, 2273},
         {"ERRSRV/83 on D7", {Fault::Status, 1, SmbStatus::dos(kErrSrv, 83)}, true, 8},
         {"ERRSRV/81 on D6", {Fault::Status, 2, SmbStatus::dos(kErrSrv, 81)}, true, 2281},
-        {"NTSTATUS 0xC00000D0 on D5", {Fault::Status, 0, SmbStatus::nt(0xC00000D0)}, true, 2273},
-        {"NTSTATUS access denied on D7", {Fault::Status, 1, SmbStatus::nt(0xC0000022)}, true, 5},
         {"negative session 0x82", {Fault::Negative, 0, {}, 0x82}, true, 2273},
         {"negative session 0x81", {Fault::Negative, 0, {}, 0x81}, true, 5},
-        {"negative session 0x83", {Fault::Negative, 0, {}, 0x83}, true, 8},
-        {"negative session 0x8F", {Fault::Negative, 0, {}, 0x8F}, true, 2136},
         {"malformed reply", {Fault::Malformed, 1}, true, 2136},
-        {"reply to another command", {Fault::OtherCommand, 0}, true, 2136},
         {"closed mid-way", {Fault::Close, 1}, true, 2136},
         {"silent past the time-out", {Fault::Silent, 2}, true, 2136},
-        {"nothing listens", {Fault::Refused}, true, 2273},
     };
-    for (const Row& row : table) {
-        SCOPED_TRACE(row.name);
-        FakePeer peer(row.script);
-        SendOptions options = loopback(peer.port);
-        options.sessionRequest = row.sessionRequest;
-        QElapsedTimer clock;
-        clock.start();
+    for (const auto& [what, script, sessionRequest, expected] : table) {
+        SCOPED_TRACE(what);
+        FakePeer peer(script);
+        const QDeadlineTimer limit(1500);
         QString detail;
-        EXPECT_EQ(netMessageBufferSend(
-                      options, QStringLiteral("127.0.0.1"), QStringLiteral("alice"), QStringLiteral("hi"), &detail),
-                  row.expected)
+        EXPECT_EQ(send(peer.port, "127.0.0.1", "alice", "hi", &detail, sessionRequest), expected)
             << detail.toStdString();
-        EXPECT_LT(clock.elapsed(), 1500);
-        peer.finish();
-        if (row.script.fault == Fault::Refused) {
-            continue;
-        }
-        ASSERT_FALSE(peer.frames.empty());
+        EXPECT_FALSE(limit.hasExpired());
         // An address is called as *SMBSERVER, which any server accepts.
-        const auto first = parseSessionFrame(peer.frames[0]);
+        const auto first = parseSessionFrame(peer.frames().at(0));
         ASSERT_TRUE(first.ok());
-        EXPECT_EQ(first->type, row.sessionRequest ? SessionType::Request : SessionType::Message);
-        if (row.sessionRequest) {
-            EXPECT_EQ(first->called, (NetbiosName {"*SMBSERVER", 0x20, {}}));
-        }
+        EXPECT_EQ(first->type, sessionRequest ? SessionType::Request : SessionType::Message);
+        EXPECT_TRUE(!sessionRequest || first->called == (NetbiosName {"*SMBSERVER", 0x20, {}}));
     }
 }
 
-TEST(Transport, LineBreaksCodePageAndBlocks)
+// Line breaks, code page and blocks also reach smbd in the interop tests; not what smbd ignores: the group id of
+// the D5 reply in every D7 and D6, and '?' for what the code page lacks.
+TEST(Transport, BlocksCarryTheGroupId)
 {
-    FakePeer peer({});
-    const QString text = QStringLiteral("one\ntwo\rthree\n\rfour\r\nÉté à 5 € ") + QString(300, u'x');
-    const std::string expected = "one\r\ntwo\r\nthree\r\nfour\r\n\x90t\x82 \x85 5 ? " + std::string(300, 'x');
-    EXPECT_EQ(netMessageBufferSend(loopback(peer.port), QStringLiteral("localhost"), QStringLiteral("alice"), text), 0);
-    peer.finish();
-
-    ASSERT_EQ(peer.frames.size(), 2 + (expected.size() + 127) / 128 + 1);
-    const auto session = parseSessionFrame(peer.frames[0]);
-    ASSERT_TRUE(session.ok());
-    EXPECT_EQ(session->called, (NetbiosName {"LOCALHOST", 0x03, {}}));
-    EXPECT_EQ(session->calling, (NetbiosName {"ALICE", 0x00, {}}));
-    std::vector<MessengerRequest> requests;
-    for (size_t i = 1; i < peer.frames.size(); ++i) {
-        const auto request = parseMessengerRequest(std::span(peer.frames[i]).subspan(kSessionHeaderSize));
-        ASSERT_TRUE(request.ok()) << "frame " << i;
-        requests.push_back(*request);
-    }
-    EXPECT_EQ(requests.front().header.command, SmbCommand::SendStart);
-    EXPECT_EQ(requests.front().from, "alice");
-    EXPECT_EQ(requests.front().to, "localhost");
-    EXPECT_EQ(requests.back().header.command, SmbCommand::SendEnd);
+    FakePeer peer;
+    EXPECT_EQ(send(peer.port, "localhost", "alice", QStringLiteral("Été 5 €\n") + QString(300, u'x'), nullptr), 0);
+    const std::vector<Bytes>& frames = peer.frames();
+    ASSERT_EQ(frames.size(), 6u); // session request, D5, three D7, D6
+    EXPECT_EQ(parseSessionFrame(frames[0])->called, (NetbiosName {"LOCALHOST", 0x03, {}}));
     std::string received;
-    for (size_t i = 1; i < requests.size(); ++i) {
-        EXPECT_EQ(requests[i].groupId, 0x1234) << "the group id of the D5 reply";
-        if (i + 1 < requests.size()) {
-            EXPECT_EQ(requests[i].header.command, SmbCommand::SendText);
-            EXPECT_EQ(requests[i].text.size(), i + 2 < requests.size() ? 128u : expected.size() % 128);
-            received += requests[i].text;
-        }
+    for (size_t i = 2; i < frames.size(); ++i) {
+        const auto request = parseMessengerRequest(std::span(frames[i]).subspan(kSessionHeaderSize));
+        ASSERT_TRUE(request.ok()) << "frame " << i;
+        EXPECT_EQ(request->groupId, 0x1234) << "frame " << i;
+        received += request->text;
+        EXPECT_TRUE(i == 5 || request->text.size() == (i < 4 ? 128u : 53u)) << "frame " << i;
     }
-    EXPECT_EQ(received, expected);
+    EXPECT_EQ(received, "\x90t\x82 5 ?\r\n" + std::string(300, 'x'));
 }
 
 } // namespace
