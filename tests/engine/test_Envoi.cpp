@@ -5,19 +5,17 @@
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
 
-#include <QCoreApplication>
-#include <QEventLoop>
 #include <QFile>
 #include <QHash>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QThread>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <mutex>
+#include <numeric>
 
 using namespace pv;
 
@@ -27,38 +25,21 @@ void PrintTo(const QString& s, std::ostream* os)
     *os << '"' << s.toStdString() << '"';
 }
 
-namespace {
-
-const QDateTime Horloge(QDate(2004, 1, 2), QTime(3, 4, 5, 678));
-
 // Stations that answer the ping or not, and the transport's result for each part sent to a station.
 struct Reseau
 {
     std::mutex verrou;
     QSet<QString> absents;
-    QHash<QString, QList<int>> codes; // per part; missing: delivered
-    QStringList pings;
-    QStringList envois; // station|sender|text
-    QStringList textes;
-    QHash<QString, int> parties;
-    int dureePingMs = 0;
-    std::atomic<int> actifs {0};
-    std::atomic<int> maxActifs {0};
-
-    void vider()
-    {
-        pings.clear();
-        envois.clear();
-        textes.clear();
-        parties.clear();
-    }
+    QHash<QString, QList<int>> codes;  // per part; missing: delivered
+    QStringList pings, envois, textes; // envois: station|sender|text
+    std::atomic<int> actifs {0}, maxActifs {0};
 
     FonctionPing ping()
     {
         return [this](const QString& station, QString* adresse, int delai) {
             EXPECT_EQ(delai, gParametres().delaiAttente);
             maxActifs = std::max(maxActifs.load(), ++actifs);
-            QThread::msleep(ulong(dureePingMs));
+            QThread::msleep(5); // long enough for concurrent pings to overlap
             --actifs;
             const std::lock_guard l(verrou);
             pings.append(station);
@@ -71,33 +52,20 @@ struct Reseau
     {
         return [this](const QString& station, const QString& expediteur, const QString& texte) {
             const std::lock_guard l(verrou);
+            const auto partie = std::ranges::count_if(envois, [&](auto& e) { return e.startsWith(station + '|'); });
             envois.append(station + '|' + expediteur + '|' + texte);
             textes.append(texte);
-            return codes.value(station).value(parties[station]++, 0);
+            return codes.value(station).value(partie, 0);
         };
     }
 };
 
-DemandeEnvoi tape(const QString& stations, const QString& texte, bool crypter = false)
+static DemandeEnvoi tape(const QString& stations, const QString& texte, bool crypter = false)
 {
     return {texte, {DestinataireChoisi::Liste::Utilisateurs, -1, stations}, crypter};
 }
 
-// Every signal as one line, in the order it came.
-void journaliser(EnvoiMessage& envoi, QStringList& journal)
-{
-    QObject::connect(&envoi, &EnvoiMessage::debutGroupe, [&](const QString& l) { journal.append("debut " + l); });
-    QObject::connect(&envoi, &EnvoiMessage::finGroupe, [&](const QString& l) { journal.append("fin " + l); });
-    QObject::connect(&envoi, &EnvoiMessage::stationTerminee, [&](const ResultatStation& r) {
-        journal.append(
-            QStringLiteral("%1|%2|%3|%4|%5").arg(r.station, r.affichage).arg(r.code).arg(r.texte).arg(r.echec));
-    });
-    QObject::connect(&envoi, &EnvoiMessage::termine, [&](bool succes, bool groupe) {
-        journal.append(QStringLiteral("termine %1 %2").arg(succes).arg(groupe));
-    });
-}
-
-QStringList enregistrements()
+static QStringList enregistrements()
 {
     QStringList out;
     for (const EntreeHistorique& e : gLireHistorique(true)) {
@@ -111,7 +79,6 @@ class EnvoiTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(m_dir.isValid());
         qputenv("HOME", m_dir.path().toUtf8());
         const std::pair<QString, QByteArray> fichiers[] = {
             {"Pilvanor.pv", "[User]\nPC12=Desk %Date%|0\nPC13=%UserWorkstation% desk|0\n[Group]\nTeam=pc12, ,pc13\n"},
@@ -126,7 +93,7 @@ protected:
         gParametres() = Parametres {};
         gParametres().fichierLangue = QStringLiteral(PV_SOURCE_DIR "/lang/pv.ENG");
         gParametres().expediteur = QStringLiteral("ME");
-        setHorlogeEssai(Horloge);
+        setHorlogeEssai(QDateTime(QDate(2004, 1, 2), QTime(3, 4, 5, 678)));
     }
 
     void TearDown() override
@@ -135,12 +102,24 @@ protected:
         qunsetenv("PILVANOR_SMB_CONF");
     }
 
+    // Every signal as one line, in the order it came; the network's logs and the sent history hold this send only.
     QStringList envoyer(const DemandeEnvoi& demande, bool concurrents = true)
     {
+        m_reseau.pings = m_reseau.envois = m_reseau.textes = {};
+        m_reseau.maxActifs = 0;
+        gSupprimerHistorique(true);
         EnvoiMessage envoi(m_reseau.transport(), m_reseau.ping());
         envoi.setPingsConcurrents(concurrents);
         QStringList journal;
-        journaliser(envoi, journal);
+        QObject::connect(&envoi, &EnvoiMessage::debutGroupe, [&](const QString& l) { journal.append("debut " + l); });
+        QObject::connect(&envoi, &EnvoiMessage::finGroupe, [&](const QString& l) { journal.append("fin " + l); });
+        QObject::connect(&envoi, &EnvoiMessage::stationTerminee, [&](const ResultatStation& r) {
+            journal.append(
+                QStringLiteral("%1|%2|%3|%4|%5").arg(r.station, r.affichage).arg(r.code).arg(r.texte).arg(r.echec));
+        });
+        QObject::connect(&envoi, &EnvoiMessage::termine, [&](bool succes, bool groupe) {
+            journal.append(QStringLiteral("termine %1 %2").arg(succes).arg(groupe));
+        });
         envoi.envoyerMaintenant(demande);
         return journal;
     }
@@ -152,8 +131,6 @@ protected:
 TEST(Scrambling, RotatesTheMiddleOfWindows1252)
 {
     const std::pair<QString, QString> cas[] = {
-        {"Bonjour 2004!", "iHGCHNK YWW[!"},
-        {"", ""},
         {"0VW}Aa", "W}0Vh:"},
         {QString::fromUtf8("é¶~\t€ /"), QString::fromUtf8("é¶~\t€ /")},
         {QString::fromUtf8("Ā1"), "fX"},         // outside the code page: "?", which the rotation moves on
@@ -162,18 +139,12 @@ TEST(Scrambling, RotatesTheMiddleOfWindows1252)
     for (const auto& [clair, crypte] : cas) {
         EXPECT_EQ(gCrypterMessage(clair), crypte);
     }
-    EXPECT_EQ(gCrypterMessage("fX"), "?1");
     QByteArray tous(256, 0);
-    for (int b = 0; b < 256; ++b) {
-        tous[b] = char(b);
-    }
-    const QString page = decodeWindows1252(tous);
-    EXPECT_NE(gCrypterMessage(page), page);
-    EXPECT_EQ(gCrypterMessage(gCrypterMessage(page)), page);
+    std::iota(tous.begin(), tous.end(), char(0));
+    EXPECT_EQ(gCrypterMessage(gCrypterMessage(decodeWindows1252(tous))), decodeWindows1252(tous));
 
     EXPECT_EQ(gTexteLisible("[PVEncrypt]iHGCHNK YWW[!"), "Bonjour 2004!");
     EXPECT_EQ(gTexteLisible("[pvencrypt]abc"), "[pvencrypt]abc");
-    EXPECT_TRUE(gEstCrypte("[PVEncrypt]"));
 }
 
 TEST_F(EnvoiTest, ExpandsPlaceholdersInOrder)
@@ -181,14 +152,11 @@ TEST_F(EnvoiTest, ExpandsPlaceholdersInOrder)
     const QStringList v = QStringLiteral(PV_VERSION).split('.');
     const QString version = QStringLiteral("%1.%2 (build %3)").arg(v[0].toInt()).arg(v[1].toInt()).arg(v[2].toInt());
     const std::tuple<const char*, const char*, QString> cas[] = {
-        {"PC12", "no placeholder 50", "no placeholder 50"},
         {"pc12", "%userdescription%!", "Desk 2004/01/02!"},           // a description is expanded further
         {"PC13", "%UserDescription%", "%UserWorkstation% desk"},      // but not by an earlier step
         {"pc12", "%USERWORKSTATION% %UserWorkstation%", "pc12 pc12"}, // as handed over, every occurrence
         {"PC99", "%UserDescription%/%UserWorkstation%", "PC99/PC99"},
-        {"PC12", "%Date%%Time%|%DateTime%", "2004/01/0203:04|2004/01/02 03:04"},
-        {"PC12", "%UserIPAddress%;%useripaddress%", "192.0.2.9;192.0.2.9"},
-        {"PC12", "%Foo% 5% %", "%Foo% 5% %"},
+        {"PC12", "%Date%%Time%|%DateTime%|%Foo% 5% %", "2004/01/0203:04|2004/01/02 03:04|%Foo% 5% %"},
         {"PC12", "v%pvversion%", "v" + version},
     };
     for (const auto& [station, texte, attendu] : cas) {
@@ -200,11 +168,7 @@ TEST_F(EnvoiTest, CutsLongTextsIntoNumberedParts)
 {
     // Length; then the number of parts, 0 for one part without header.
     for (const auto& [longueur, parties] : {std::pair {879, 0}, {880, 1}, {881, 2}, {1760, 2}, {1761, 3}}) {
-        m_reseau.vider();
-        QString texte;
-        for (int i = 0; i < longueur; ++i) {
-            texte.append(QChar('a' + i % 26));
-        }
+        const QString texte = QStringLiteral("abcdefghijklmnopqrstuvwxyz").repeated(70).left(longueur);
         envoyer(tape("pc1", texte));
         QStringList attendu;
         for (int i = 0; i < parties; ++i) {
@@ -225,8 +189,6 @@ TEST_F(EnvoiTest, PlacesTheSignatureAndRecordsTheTypedText)
     };
     gParametres().signature = "Sig\r\nLine";
     for (const auto& [ajouter, prefixe, texte, envoye] : cas) {
-        gSupprimerHistorique(true);
-        m_reseau.vider();
         gParametres().ajouterSignature = ajouter;
         gParametres().caractereDevantReponseExpediteur = prefixe;
         envoyer(tape("pc1", texte));
@@ -238,7 +200,7 @@ TEST_F(EnvoiTest, PlacesTheSignatureAndRecordsTheTypedText)
 TEST_F(EnvoiTest, ScramblesWhatItSendsAndRecords)
 {
     envoyer(tape("pc1", "Bonjour 2004!\r\n%UserWorkstation%", true));
-    EXPECT_EQ(m_reseau.textes, QStringList {"[PVEncrypt]iHGCHNK YWW[!\r\nwjX"});
+    EXPECT_EQ(m_reseau.envois, QStringList {"PC1|ME|[PVEncrypt]iHGCHNK YWW[!\r\nwjX"});
     EXPECT_EQ(enregistrements(),
               QStringList {QString::fromUtf8("20040102030405678 PC1|[PVEncrypt]iHGCHNK YWW[!¶%|L>K0HKDLM:MBHG%")});
 }
@@ -259,8 +221,6 @@ TEST_F(EnvoiTest, MapsEveryResultCode)
         {2102, "Unknown error executing command."},
     };
     for (const auto& [code, texte] : cas) {
-        gSupprimerHistorique(true);
-        m_reseau.vider();
         m_reseau.codes["WORK*"] = {code};
         EXPECT_EQ(envoyer(tape("*", "x")),
                   QStringList({QStringLiteral("WORK*|WORK*|%1|%2|%3").arg(code).arg(texte).arg(code != 0),
@@ -286,19 +246,15 @@ TEST_F(EnvoiTest, PingRules)
         {false, true, "ip=%useripaddress%", 1, "ip="}, // outcome ignored, address unknown
         {false, false, "ip=%UserIPAddress%", 1, "ip=192.0.2.1"},
         {false, true, "plain", 0, "plain"},
-        {true, false, "plain", 1, "plain"},
         {true, true, "plain", 1, nullptr},
     };
     for (const auto& [pingAvantEnvoi, absent, texte, pings, envoye] : cas) {
-        m_reseau.vider();
         m_reseau.absents = absent ? QSet<QString> {"PC1"} : QSet<QString> {};
         gParametres().pingStationAvantEnvoi = pingAvantEnvoi;
         const QStringList journal = envoyer(tape(" pc1 ", texte));
         EXPECT_EQ(m_reseau.pings.size(), pings) << texte;
         EXPECT_EQ(m_reseau.textes, envoye ? QStringList {envoye} : QStringList {}) << texte;
-        if (!envoye) {
-            EXPECT_EQ(journal.value(0), "PC1|PC1|-1|The station PC1 cannot be found or does not answer.|1");
-        }
+        EXPECT_EQ(journal.value(0).endsWith("|1"), !envoye) << texte;
     }
 }
 
@@ -315,85 +271,30 @@ TEST_F(EnvoiTest, SeveralStationsReportAsAGroup)
     // A chosen group takes its members as stored; a chosen user its record's station.
     gParametres().afficherStationAvecNomIP = true;
     m_reseau.absents = {"pc13"};
-    const QStringList groupe = envoyer({"hi", {DestinataireChoisi::Liste::Groupes, 0, "Team"}, false});
-    EXPECT_EQ(groupe.mid(1, 2),
+    EXPECT_EQ(envoyer({"hi", {DestinataireChoisi::Liste::Groupes, 0, "Team"}, false}).mid(1, 2),
               QStringList({"pc12|Desk %Date% (pc12)|0|Message sent successfully|0",
                            "pc13|%UserWorkstation% desk (pc13)|-1|The station pc13 cannot be found or does not "
                            "answer.|1"}));
-    EXPECT_EQ(groupe.last(), "termine 0 1");
     EXPECT_EQ(envoyer({"hi", {DestinataireChoisi::Liste::Utilisateurs, 0, "pc12 (Desk %Date%)"}, false}).value(0),
               "PC12|Desk %Date% (PC12)|0|Message sent successfully (2004-01-02 03:04:05)|0");
 }
 
-// The working text holds the scrambled record after the first station: later ones are not pinged for the address.
-TEST_F(EnvoiTest, ScrambledRecordHidesTheAddressFromLaterStations)
-{
-    gParametres().pingStationAvantEnvoi = false;
-    for (const bool concurrents : {false, true}) {
-        m_reseau.vider();
-        envoyer(tape("pc1,pc2", "%UserIPAddress%", true), concurrents);
-        EXPECT_EQ(m_reseau.textes, QStringList({gTexteCrypte("192.0.2.1"), gTexteCrypte("")}));
-        if (!concurrents) {
-            EXPECT_EQ(m_reseau.pings, QStringList {"PC1"});
-        }
-    }
-}
-
 TEST_F(EnvoiTest, ConcurrentPingsChangeNothingObservable)
 {
-    QStringList stations;
-    for (int i = 0; i < 40; ++i) {
-        stations.append(QStringLiteral("pc%1").arg(i));
-        if (i % 7 == 3) {
-            m_reseau.absents.insert(QStringLiteral("PC%1").arg(i));
-        }
-        if (i % 5 == 1) {
-            m_reseau.codes[QStringLiteral("PC%1").arg(i)] = {0, i % 2 ? 2273 : 5};
-        }
-    }
-    stations.insert(10, "WORK*");
-    m_reseau.dureePingMs = 5;
-    const DemandeEnvoi demande = tape(stations.join(','), QString(900, 'y') + "%UserIPAddress%");
+    // Some do not answer, some fail at their second part; WORK* is not pinged.
+    m_reseau.absents = {"PC3", "PC10"};
+    m_reseau.codes = {{"PC1", {0, 2273}}, {"PC6", {0, 5}}};
+    const QString stations = "pc0,pc1,pc2,pc3,pc4,WORK*,pc5,pc6,pc7,pc8,pc9,pc10,pc11";
+    const DemandeEnvoi demande = tape(stations, QString(900, 'y') + "%UserIPAddress%");
     QList<QStringList> resultats;
     for (const bool concurrents : {false, true}) {
-        gSupprimerHistorique(true);
-        m_reseau.vider();
-        m_reseau.maxActifs = 0;
-        resultats.append(envoyer(demande, concurrents) + m_reseau.envois + enregistrements());
+        const QStringList journal = envoyer(demande, concurrents); // before reading what it left
+        resultats.append(journal + m_reseau.envois + enregistrements());
         EXPECT_EQ(m_reseau.maxActifs > 1, concurrents);
     }
-    EXPECT_EQ(resultats[0].indexOf("termine 0 1"), stations.size() + 2);
+    EXPECT_EQ(resultats[0].indexOf("termine 0 1"), 15);
     EXPECT_EQ(resultats[0], resultats[1]);
 }
-
-TEST_F(EnvoiTest, BackgroundSendReportsOnTheObjectsThread)
-{
-    int argc = 1;
-    char nom[] = "test_Envoi";
-    char* argv[] = {nom};
-    QCoreApplication app(argc, argv);
-    EnvoiMessage envoi(m_reseau.transport(), m_reseau.ping());
-    QStringList journal;
-    journaliser(envoi, journal);
-    bool surLeFil = true;
-    QObject::connect(
-        &envoi, &EnvoiMessage::stationTerminee, [&] { surLeFil &= QThread::currentThread() == app.thread(); });
-    QEventLoop boucle;
-    QObject::connect(&envoi, &EnvoiMessage::termine, &boucle, &QEventLoop::quit);
-    QTimer::singleShot(10000, &boucle, &QEventLoop::quit);
-
-    ASSERT_TRUE(envoi.mEnvoyerMessage(tape("pc1,pc2", "hi")));
-    EXPECT_FALSE(envoi.mEnvoyerMessage(tape("pc3", "hi")));
-    gParametres().expediteur = "LATER"; // the send took its copy
-    boucle.exec();
-    EXPECT_FALSE(envoi.enCours());
-    EXPECT_TRUE(surLeFil);
-    EXPECT_EQ(journal.size(), 5);
-    EXPECT_EQ(journal.last(), "termine 1 1");
-    EXPECT_EQ(m_reseau.envois, QStringList({"PC1|ME|hi", "PC2|ME|hi"}));
-}
-
-} // namespace
 
 TEST_F(EnvoiTest, LargeInputsAreHandledWhole)
 {
@@ -409,8 +310,6 @@ TEST_F(EnvoiTest, LargeInputsAreHandledWhole)
     EXPECT_TRUE(journal[500].startsWith("S499|S499|-1|")) << journal[500].toStdString();
     EXPECT_EQ(journal.last(), "termine 0 1");
 
-    // 100,000 characters: 114 parts, the last of 560 characters after its header.
-    m_reseau.vider();
     envoyer(tape("big", QString(100000, 'x')));
     ASSERT_EQ(m_reseau.textes.size(), 114);
     EXPECT_TRUE(m_reseau.textes.first().startsWith("[01/114]\r\nxxx"));

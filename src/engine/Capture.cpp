@@ -1,0 +1,286 @@
+#include "engine/Capture.h"
+
+#include "common/DataFile.h"
+#include "common/ErrorReport.h"
+#include "common/IniFile.h"
+#include "common/Scrambling.h"
+#include "engine/Placeholders.h"
+#include "engine/Settings.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <sys/stat.h>
+#include <time.h>
+
+namespace pv {
+
+namespace {
+
+const QLatin1String Expediteur("#EXPEDITEUR#");
+const QLatin1String Destinataire("#DESTINATAIRE#");
+const QLatin1String Date("#DATE#");
+const QString CRLF = QStringLiteral("\r\n");
+
+// Markers are needed only until their pop-ups are removed, a moment after the write; a few more are kept.
+constexpr qsizetype MarquesGardees = 32;
+// A folder or file changed this recently may change again within the same timestamp tick.
+constexpr qint64 MargeHorodatageNs = 50'000'000;
+constexpr qint64 PauseApresErreurMs = 5000;
+
+qint64 maintenantNs()
+{
+    timespec t {};
+    clock_gettime(CLOCK_REALTIME, &t);
+    return qint64(t.tv_sec) * 1'000'000'000 + t.tv_nsec;
+}
+
+qint64 ns(const timespec& t)
+{
+    return qint64(t.tv_sec) * 1'000'000'000 + t.tv_nsec;
+}
+
+} // namespace
+
+EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete)
+{
+    QString copie = modele;
+    // Up to the first blank; the marker is then replaced by what was read, so that later positions line up.
+    auto jusquAuBlanc = [&](QLatin1String marque) {
+        const qsizetype p = copie.indexOf(marque);
+        if (p < 0) {
+            return QString();
+        }
+        qsizetype fin = entete.indexOf(QLatin1Char(' '), p);
+        if (fin < 0) {
+            fin = entete.size();
+        }
+        const QString valeur = p < entete.size() ? entete.mid(p, fin - p) : QString();
+        copie.replace(marque, valeur, Qt::CaseInsensitive);
+        return valeur;
+    };
+    EnteteAnalysee r;
+    r.expediteur = jusquAuBlanc(Expediteur);
+    r.destinataire = jusquAuBlanc(Destinataire);
+    const qsizetype p = copie.indexOf(Date);
+    r.date = p < 0 ? QString() : entete.mid(p);
+    return r;
+}
+
+Capture::Capture(QString dossierSpool)
+    : m_spool(std::move(dossierSpool))
+{
+}
+
+Capture::Empreinte Capture::empreinte(const QString& chemin)
+{
+    struct stat st
+    {
+    };
+    if (::stat(QFile::encodeName(chemin).constData(), &st) != 0) {
+        return {};
+    }
+    return {true, st.st_ino, st.st_size, ns(st.st_mtim), ns(st.st_ctim)};
+}
+
+bool Capture::sure(const Empreinte& e, qint64 luA)
+{
+    return !e.existe || (e.mtimeNs < luA - MargeHorodatageNs && e.ctimeNs < luA - MargeHorodatageNs);
+}
+
+ResultatCapture Capture::mCapturerMessage()
+{
+    ResultatCapture r;
+    r.rappels = declencherRappels();
+    const Parametres& p = gParametres();
+    if (!p.capturerMessage || QDateTime::currentMSecsSinceEpoch() < m_pauseJusqua) {
+        return r;
+    }
+    if (auto popup = prochainPopup(p.titreFenetreMessenger)) {
+        r.message = traiter(*popup);
+    }
+    return r;
+}
+
+QList<RappelDeclenche> Capture::declencherRappels()
+{
+    const QString chemin = gFichierParametres();
+    if (chemin.isEmpty()) {
+        return {};
+    }
+    const qint64 avant = maintenantNs();
+    const Empreinte e = empreinte(chemin);
+    if (chemin != m_cheminRappels || !m_rappelsSurs || e != m_empreinteRappels) {
+        m_rappels.clear();
+        for (const QString& ligne : IniFile(chemin).readSection(QLatin1String(SectionRappel))) {
+            const QString cle = iniLineKey(ligne);
+            if (!cle.isEmpty()) {
+                m_rappels.append({cle, ligne.mid(ligne.indexOf(QLatin1Char('=')) + 1)});
+            }
+        }
+        m_cheminRappels = chemin;
+        m_empreinteRappels = e;
+        m_rappelsSurs = sure(e, avant);
+    }
+
+    QList<RappelDeclenche> dus;
+    const QString maintenant = gMaintenant().toString(QStringLiteral("yyyyMMddHHmm"));
+    for (qsizetype i = 0; i < m_rappels.size();) {
+        const auto& [cle, valeur] = m_rappels[i];
+        const QStringList champs = valeur.split(QLatin1Char('|'));
+        // Too few fields to hold a date and a time: left as it is.
+        const QString prevu = champs.size() >= 3 ? champs[1] + champs[2] : QString();
+        if (prevu.isEmpty() || prevu > maintenant) {
+            ++i;
+            continue;
+        }
+        const QString moment = prevu.left(4) + QLatin1Char('/') + prevu.mid(4, 2) + QLatin1Char('/') + prevu.mid(6, 2)
+                               + QLatin1Char(' ') + prevu.mid(8, 2) + QLatin1Char(':') + prevu.mid(10, 2);
+        dus.append({cle, champs, moment, gDecoderTexte(champs.value(3))});
+        gSupprimerParametre(QLatin1String(SectionRappel), cle);
+        m_rappels.removeAt(i);
+    }
+    return dus;
+}
+
+std::optional<Popup> Capture::prochainPopup(const QString& titre)
+{
+    if (titre != m_titreVu) {
+        m_titreVu = titre;
+        m_spoolSur = false;
+    }
+    const qint64 avant = maintenantNs();
+    const Empreinte e = empreinte(m_spool.folder());
+    if (m_spoolSur && e == m_empreinteSpool) {
+        return std::nullopt;
+    }
+    // Listed here rather than through oldestWithTitle: held parts and failed removals must be passed over.
+    const QStringList noms = QDir(m_spool.folder()).entryList({QStringLiteral("*.popup")}, QDir::Files, QDir::Name);
+    for (const QString& nom : noms) {
+        if (m_ignores.contains(nom)) {
+            continue;
+        }
+        QFile f(m_spool.folder() + QLatin1Char('/') + nom);
+        if (!f.open(QIODevice::ReadOnly)) {
+            continue;
+        }
+        auto p = PopupSpool::parse(f.readAll());
+        if (p && p->title == titre) {
+            p->id = nom;
+            return p;
+        }
+    }
+    m_empreinteSpool = e;
+    m_spoolSur = sure(e, avant);
+    return std::nullopt;
+}
+
+void Capture::retirer(const Popup& popup)
+{
+    if (m_spool.remove(popup) || !QFile::exists(m_spool.folder() + QLatin1Char('/') + popup.id)) {
+        m_ignores.remove(popup.id);
+    } else {
+        m_ignores.insert(popup.id);
+    }
+}
+
+std::optional<MessageCapture> Capture::traiter(const Popup& popup)
+{
+    const QString fichier = gFichierDonnees();
+    // Stored before a crash that came before its removal.
+    if (IniFile(fichier).value(QLatin1String(SectionPopupCapture), popup.id)) {
+        retirer(popup);
+        return std::nullopt;
+    }
+
+    // Header line, empty line, body.
+    const qsizetype saut = popup.text.indexOf(CRLF);
+    const QString entete = saut < 0 ? popup.text : popup.text.left(saut);
+    QString corps = saut < 0 ? QString() : popup.text.mid(saut + 4);
+    const bool crypte = gEstCrypte(corps);
+    if (crypte) {
+        corps = gCrypterMessage(corps.mid(qsizetype(qstrlen(PrefixeCryptage))));
+    }
+    // "[nn/nn]", a line break, then the part's text.
+    bool complet = true;
+    QString parties = m_parties;
+    if (corps.size() >= 7 && corps[0] == QLatin1Char('[') && corps[3] == QLatin1Char('/')
+        && corps[6] == QLatin1Char(']')) {
+        complet = corps.mid(4, 2) == corps.mid(1, 2);
+        parties += corps.mid(9);
+    }
+    const EnteteAnalysee h = gAnalyserEntete(gParametres().enteteFenetreMessenger, entete);
+    const Utilisateur u = gRechercherUtilisateur(h.expediteur, false);
+    if (u.ignorer) {
+        m_parties = parties;
+        retirer(popup);
+        return std::nullopt;
+    }
+    if (!complet) {
+        // Kept in the spool until the message is stored: a crash then loses nothing but the buffer, rebuilt
+        // from the same parts at the next start.
+        m_parties = parties;
+        m_partiesTenues.append(popup);
+        m_ignores.insert(popup.id);
+        return std::nullopt;
+    }
+
+    const QString message = parties.isEmpty() ? corps : parties;
+    const QString stocke = gEncoderTexte(crypte ? QLatin1String(PrefixeCryptage) + gCrypterMessage(message) : message);
+    QStringList ids;
+    for (const Popup& partie : std::as_const(m_partiesTenues)) {
+        ids.append(partie.id);
+    }
+    ids.append(popup.id);
+    QString cle;
+    bool deja = false;
+    try {
+        IniFile(fichier).update([&](IniDocument& doc) {
+            const QLatin1String marques(SectionPopupCapture);
+            if (doc.value(marques, popup.id)) {
+                deja = true;
+                return;
+            }
+            const QLatin1String section(SectionMessageRecu);
+            gElaguerHistorique(doc, false, gParametres().nbMessageMaxHistorique);
+            // Two captures within one millisecond must not share a key: the second would replace the first.
+            QDateTime moment = gMaintenant();
+            cle = gCleHistorique(moment);
+            while (doc.value(section, cle)) {
+                moment = moment.addMSecs(1);
+                cle = gCleHistorique(moment);
+            }
+            doc.setValue(section, cle, h.expediteur + QLatin1Char('|') + stocke);
+            QStringList anciennes;
+            for (const QString& ligne : doc.sectionLines(marques)) {
+                if (const QString k = iniLineKey(ligne); !k.isEmpty()) {
+                    anciennes.append(k);
+                }
+            }
+            const qsizetype trop = qMin(anciennes.size(), anciennes.size() + ids.size() - MarquesGardees);
+            if (trop > 0) {
+                doc.removeKeys(marques, anciennes.first(trop));
+            }
+            for (const QString& id : std::as_const(ids)) {
+                doc.setValue(marques, id, cle);
+            }
+        });
+    } catch (const std::exception& e) {
+        gRapportErreur(QStringLiteral("frmPilvanor.mCapturerMessage"), e);
+        m_pauseJusqua = QDateTime::currentMSecsSinceEpoch() + PauseApresErreurMs;
+        return std::nullopt;
+    }
+
+    for (const Popup& partie : std::as_const(m_partiesTenues)) {
+        retirer(partie);
+    }
+    retirer(popup);
+    m_parties.clear();
+    m_partiesTenues.clear();
+    if (deja) {
+        return std::nullopt;
+    }
+    return MessageCapture {h.expediteur, u.description, h.destinataire, h.date, message, crypte, popup.peer, cle};
+}
+
+} // namespace pv
