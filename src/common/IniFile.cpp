@@ -241,9 +241,11 @@ bool IniDocument::removeSection(const QString& section)
 void IniDocument::replaceSection(const QString& section, const QStringList& lines)
 {
     if (Section* s = find(section)) {
+        m_modified = m_modified || s->lines != lines;
         s->lines = lines;
     } else {
         m_sections.push_back(Section {section, QLatin1Char('[') + section + QLatin1Char(']'), lines});
+        m_modified = true;
     }
 }
 

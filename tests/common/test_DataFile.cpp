@@ -29,15 +29,6 @@ protected:
         gChargerMessagePredefini();
     }
 
-    QStringList historyKeys(bool envoye)
-    {
-        QStringList keys;
-        for (const auto& e : gLireHistorique(envoye)) {
-            keys.append(e.cle);
-        }
-        return keys;
-    }
-
     QTemporaryDir m_dir;
 };
 
@@ -45,35 +36,15 @@ protected:
 
 TEST_F(DataFileTest, LoadersReadEveryRecordForm)
 {
-    writeFile("[User]\n"
-              "PC12=Accueil|0\n"
-              "PC-ACCUEIL=Reception desk [ground floor]|1\n"
-              "PC3=Desk|true\n"
-              "PC4=Desk|\n"
-              "PC5=no bar at all\n"
-              "line without equals\n"
-              "PC6=a|b|1\n"
-              "[PredefinedMessage]\n"
-              "20031205143007=Hello¶World = 1 | 2\n");
-    const auto& u = gUtilisateurs();
-    ASSERT_EQ(u.size(), 6);
-    struct Row
-    {
-        const char* station;
-        const char* description;
-        bool ignorer;
-    };
-    const Row expected[] = {{"PC12", "Accueil", false},
-                            {"PC-ACCUEIL", "Reception desk [ground floor]", true},
-                            {"PC3", "Desk", false},
-                            {"PC4", "Desk", false},
-                            {"PC5", "no bar at all", false},
-                            {"PC6", "a", false}};
-    for (int i = 0; i < 6; ++i) {
-        EXPECT_EQ(u[i].station, expected[i].station);
-        EXPECT_EQ(u[i].description, expected[i].description);
-        EXPECT_EQ(u[i].ignorer, expected[i].ignorer) << expected[i].station;
+    writeFile("[User]\nPC12=Accueil|0\nPC-ACCUEIL=Reception desk [ground floor]|1\nPC3=Desk|true\nPC4=Desk|\n"
+              "PC5=no bar at all\nline without equals\nPC6=a|b|1\n"
+              "[PredefinedMessage]\n20031205143007=Hello¶World = 1 | 2\n");
+    QStringList users; // station=description, ! when ignored
+    for (const auto& u : gUtilisateurs()) {
+        users.append(u.station + '=' + u.description + (u.ignorer ? "!" : ""));
     }
+    EXPECT_EQ(users.join(';'),
+              "PC12=Accueil;PC-ACCUEIL=Reception desk [ground floor]!;PC3=Desk;PC4=Desk;PC5=no bar at all;PC6=a");
     EXPECT_TRUE(gGroupes().isEmpty()) << "an absent section loads as empty while users still load";
     ASSERT_EQ(gMessagesPredefinis().size(), 1);
     EXPECT_EQ(gDecoderTexte(gMessagesPredefinis()[0].texte), "Hello\r\nWorld = 1 | 2");
@@ -115,27 +86,20 @@ TEST(RecordEncodings, Table)
 
 TEST_F(DataFileTest, TrimmingKeepsTheHistoryUnderItsMaximum)
 {
-    struct Case
-    {
-        int stored;
-        int maximum;
-        int removed;
-    };
-    const Case cases[] = {{50, 50, 1}, {57, 50, 8}, {49, 50, 0}, {0, 50, 0}, {3, 0, 3}};
-    for (const auto& c : cases) {
+    // Stored, maximum, removed.
+    const int cases[][3] = {{50, 50, 1}, {57, 50, 8}, {49, 50, 0}, {0, 50, 0}, {3, 0, 3}};
+    for (const auto& [stored, maximum, removed] : cases) {
         IniFile(gFichierDonnees()).update([&](IniDocument& d) {
             d.removeSection(SectionMessageRecu);
-            for (int i = 0; i < c.stored; ++i) {
+            for (int i = 0; i < stored; ++i) {
                 d.setValue(SectionMessageRecu, QString::number(20000000000000000LL + i), "PC|text");
             }
         });
-        EXPECT_EQ(gVerifierNbMessageHistorique(false, c.maximum), c.removed) << c.stored << "/" << c.maximum;
-        const QStringList keys = historyKeys(false);
-        EXPECT_EQ(keys.size(), c.stored - c.removed);
-        if (!keys.isEmpty()) {
-            // The oldest went: what is left is the newest, in order.
-            EXPECT_EQ(keys.first(), QString::number(20000000000000000LL + c.removed));
-        }
+        EXPECT_EQ(gVerifierNbMessageHistorique(false, maximum), removed) << stored << "/" << maximum;
+        const auto entries = gLireHistorique(false);
+        EXPECT_EQ(entries.size(), stored - removed);
+        // The oldest went: what is left starts with the first one kept.
+        EXPECT_EQ(entries.value(0).cle, stored > removed ? QString::number(20000000000000000LL + removed) : QString());
     }
 }
 
@@ -157,8 +121,7 @@ TEST_F(DataFileTest, HistoryRecordsRoundTripAndStayBounded)
 
 TEST_F(DataFileTest, HostileFileLoadsWhatItCan)
 {
-    QByteArray bytes = "no section line\n[User]\nPC1=ok|0\n=empty key\n[Group]\nG=PC1";
-    bytes += "\n[PredefinedMessage]\n";
+    QByteArray bytes = "no section line\n[User]\nPC1=ok|0\n=empty key\n[Group]\nG=PC1\n[PredefinedMessage]\n";
     // A 2 MB section: loads up to the read limit, never crashes.
     for (int i = 0; i < 20000; ++i) {
         bytes += QByteArray::number(i) + "=" + QByteArray(100, 'x') + "\n";

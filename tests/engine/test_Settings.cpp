@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using namespace pv;
 
 namespace {
@@ -40,119 +42,74 @@ TEST_F(SettingsTest, FreshUserGetsTheDefaults)
     EXPECT_EQ(p.langue, "ENG");
     EXPECT_TRUE(p.fichierLangue.endsWith("/pv.ENG"));
     EXPECT_EQ(p.touchesAccesRapide, "3,77");
-    EXPECT_EQ(p.police.nom, "Verdana");
-    EXPECT_EQ(p.police.taille, 10);
-    EXPECT_TRUE(p.police.gras);
-    EXPECT_EQ(p.police.couleur, 8388608);
-    const std::pair<bool, bool> flags[] = {
-        {p.demarrerMinimise, false},
-        {p.minimiserSysTray, true},
-        {p.minimiserBoutonX, false},
-        {p.afficherStationAvecNomIP, false},
-        {p.garderPositionTailleFenetre, true},
-        {p.jouerFichierSon, false},
-        {p.ajouterSignature, false},
-        {p.capturerMessage, true},
-        {p.minimiserApresEnvoi, true},
-        {p.effacerMessageApresEnvoi, true},
-        {p.pingStationAvantEnvoi, true},
-        {p.ajouterMessagePredefini, false},
-        {p.encrypterMessage, false},
-        {p.demarrerAvecSysteme, false},
-    };
-    for (size_t i = 0; i < std::size(flags); ++i) {
-        EXPECT_EQ(flags[i].first, flags[i].second) << "flag #" << i;
-    }
-    EXPECT_EQ(p.intervalleCaptureMessage, 100);
+    std::ostringstream got; // the flags as 1 or 0, then numbers and the font
+    got << p.demarrerMinimise << p.minimiserSysTray << p.minimiserBoutonX << p.afficherStationAvecNomIP
+        << p.garderPositionTailleFenetre << p.jouerFichierSon << p.ajouterSignature << p.capturerMessage
+        << p.minimiserApresEnvoi << p.effacerMessageApresEnvoi << p.pingStationAvantEnvoi << p.ajouterMessagePredefini
+        << p.encrypterMessage << p.demarrerAvecSysteme << ' ' << p.intervalleCaptureMessage << ' ' << p.delaiAttente
+        << ' ' << p.nbMessageMaxHistorique << ' ' << p.police.nom.toStdString() << ' ' << p.police.taille << ' '
+        << p.police.gras << ' ' << p.police.couleur;
+    EXPECT_EQ(got.str(), "01001001111000 100 500 50 Verdana 10 1 8388608");
     EXPECT_EQ(p.affichageMessage, AffichageMessage::DifferenteFenetre);
-    EXPECT_EQ(p.delaiAttente, 500);
     EXPECT_EQ(p.expediteur, gObtenirNomHote());
     EXPECT_EQ(p.caractereDevantReponseExpediteur, "> ");
-    EXPECT_EQ(p.nbMessageMaxHistorique, 50);
     EXPECT_EQ(p.titreFenetreMessenger, "Messenger Service ");
     EXPECT_EQ(p.enteteFenetreMessenger, "Message from #EXPEDITEUR# to #DESTINATAIRE# on #DATE#");
     EXPECT_FALSE(QFile::exists(gFichierParametres())) << "loading writes nothing";
 }
 
-TEST_F(SettingsTest, ConversionRules)
+TEST_F(SettingsTest, ConversionRulesAndSignature)
 {
     // Leading-number settings read what they can; strict ones keep their former value on bad text.
-    store("General", "DelaiAttente", "750ms");
-    store("General", "NbMessageMaxHistorique", "many");
-    store("General", "AffichageMessage", "2 (balloon)");
-    store("General", "IntervalleCaptureMessage", "1000");
-    store("General", "MinimiserSysTray", "yes");
-    store("General", "MinimiserBoutonX", "2");
-    store("General", "DemarrerMinimise", " 1 ");
-    store("General", "GarderPositionTailleFenetre", "-1");
-    store("General", "Langue", "FRA");
+    IniFile(gFichierParametres()).update([](IniDocument& d) {
+        d = IniDocument::parse(
+            "[General]\nDelaiAttente=750ms\nNbMessageMaxHistorique=many\nAffichageMessage=2 (balloon)\n"
+            "IntervalleCaptureMessage=1000\nMinimiserSysTray=yes\nMinimiserBoutonX=2\n"
+            "DemarrerMinimise= 1 \nGarderPositionTailleFenetre=-1\nCaractereDevantReponseExpediteur=>> \n"
+            "[Signature]\nTexte=Jean Dupont¶Accueil\nAjouterAutomatiquement=1\n");
+        d.setValue("General", "Langue", "FRA"); // also marks the document as changed, so it is written
+    });
     gChargerParametres();
     const Parametres& p = gParametres();
-    EXPECT_EQ(p.delaiAttente, 750);
-    EXPECT_EQ(p.nbMessageMaxHistorique, 0);
     EXPECT_EQ(p.affichageMessage, AffichageMessage::InfoBulle);
-    EXPECT_EQ(p.intervalleCaptureMessage, 1000);
-    EXPECT_TRUE(p.minimiserSysTray) << "not a number: the former value stays";
-    EXPECT_FALSE(p.minimiserBoutonX) << "only 1 is on";
-    EXPECT_TRUE(p.demarrerMinimise);
-    EXPECT_FALSE(p.garderPositionTailleFenetre) << "-1 is off";
+    std::ostringstream got;
+    got << p.delaiAttente << ' ' << p.nbMessageMaxHistorique << ' ' << p.intervalleCaptureMessage << ' '
+        << p.minimiserSysTray << p.minimiserBoutonX << p.demarrerMinimise << p.garderPositionTailleFenetre;
+    // A flag that is not a number keeps its former value (on); only 1 is on, so 2 and -1 are off.
+    EXPECT_EQ(got.str(), "750 0 1000 1010");
     EXPECT_TRUE(p.fichierLangue.endsWith("/pv.FRA"));
+    // The signature keeps its lines and the reply mark its blank ending.
+    EXPECT_EQ(p.signature, "Jean Dupont\r\nAccueil");
+    EXPECT_TRUE(p.ajouterSignature);
+    EXPECT_EQ(p.caractereDevantReponseExpediteur, ">> ");
 
     const std::pair<const char*, int> leading[] = {{"12abc", 12}, {"abc", 0}, {"  -7", -7}, {"", 0}, {"+3", 3}};
     for (const auto& [text, value] : leading) {
         EXPECT_EQ(gValeurNombreInitial(text), value) << text;
     }
-    const std::pair<const char*, std::optional<int>> strict[] = {{"1", 1},
-                                                                 {" 42 ", 42},
-                                                                 {"2.6", 3},
-                                                                 {"1e2", 100},
-                                                                 {"x", std::nullopt},
-                                                                 {"", std::nullopt},
-                                                                 {"12abc", std::nullopt}};
+    const std::pair<const char*, int> strict[]
+        = {{"1", 1}, {" 42 ", 42}, {"2.6", 3}, {"1e2", 100}, {"x", -1}, {"", -1}, {"12abc", -1}};
     for (const auto& [text, value] : strict) {
-        EXPECT_EQ(gValeurStricte(text), value) << text;
+        EXPECT_EQ(gValeurStricte(text).value_or(-1), value) << text;
     }
 }
 
 TEST_F(SettingsTest, MessageFontParsing)
 {
-    struct Case
-    {
-        const char* text;
-        const char* nom;
-        int taille;
-        bool gras;
-        bool italique;
-        bool souligne;
-        int couleur;
+    // Name, size, bold, italic, underline, colour.
+    const std::pair<const char*, const char*> cases[] = {
+        {"Arial", "Arial 10 100 8388608"}, // only the face changes
+        {"Courier,12,0,1,1,255", "Courier 12 011 255"},
+        {"Mono,big,5", "Mono 10 100 8388608"}, // a bad size keeps the former one
+        {"", " 10 100 8388608"},
     };
-    const Case cases[] = {
-        {"Arial", "Arial", 10, true, false, false, 8388608}, // only the face changes
-        {"Courier,12,0,1,1,255", "Courier", 12, false, true, true, 255},
-        {"Mono,big,5", "Mono", 10, true, false, false, 8388608}, // a bad size keeps the former one
-        {"", "", 10, true, false, false, 8388608},
-    };
-    for (const auto& c : cases) {
-        PoliceMessage police;
-        gAnalyserPoliceMessage(c.text, police);
-        EXPECT_EQ(police.nom, c.nom) << c.text;
-        EXPECT_EQ(police.taille, c.taille) << c.text;
-        EXPECT_EQ(police.gras, c.gras) << c.text;
-        EXPECT_EQ(police.italique, c.italique) << c.text;
-        EXPECT_EQ(police.souligne, c.souligne) << c.text;
-        EXPECT_EQ(police.couleur, c.couleur) << c.text;
+    for (const auto& [text, expected] : cases) {
+        PoliceMessage p;
+        gAnalyserPoliceMessage(text, p);
+        std::ostringstream got;
+        got << p.nom.toStdString() << ' ' << p.taille << ' ' << p.gras << p.italique << p.souligne << ' ' << p.couleur;
+        EXPECT_EQ(got.str(), expected) << text;
     }
-}
-
-TEST_F(SettingsTest, SignatureKeepsItsLinesAndBlankEndings)
-{
-    store("Signature", "Texte", QString::fromUtf8("Jean Dupont¶Accueil"));
-    store("Signature", "AjouterAutomatiquement", "1");
-    store("General", "CaractereDevantReponseExpediteur", ">> ");
-    gChargerParametres();
-    EXPECT_EQ(gParametres().signature, "Jean Dupont\r\nAccueil");
-    EXPECT_TRUE(gParametres().ajouterSignature);
-    EXPECT_EQ(gParametres().caractereDevantReponseExpediteur, ">> ");
 }
 
 TEST_F(SettingsTest, WindowPositions)
@@ -176,14 +133,11 @@ TEST_F(SettingsTest, AutostartEntry)
     QFile f(gCheminAutostart());
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     EXPECT_TRUE(f.readAll().contains("Exec=\"/opt/my apps/pilvanor\"\n"));
-    f.close();
     gDesactiverAutostart();
     EXPECT_FALSE(gAutostartActif());
     EXPECT_NO_THROW(gDesactiverAutostart()) << "switching off twice is fine";
     // An empty entry counts as off.
-    QFile empty(gCheminAutostart());
-    ASSERT_TRUE(empty.open(QIODevice::WriteOnly));
-    empty.close();
+    ASSERT_TRUE(QFile(gCheminAutostart()).open(QIODevice::WriteOnly));
     EXPECT_FALSE(gAutostartActif());
 
     const std::pair<const char*, const char*> quoting[] = {
