@@ -1,0 +1,85 @@
+#pragma once
+
+#include "viewer/Historique.h"
+
+#include <QWidget>
+
+class QCheckBox;
+class QComboBox;
+class QGroupBox;
+class QLineEdit;
+class QPlainTextEdit;
+class QPushButton;
+class QRadioButton;
+class QSpinBox;
+
+namespace pv {
+
+// The one window that shows messages: a new one, either history, or a fired reminder. The creator gives the type
+// and, where it applies, the message, the first key or the reminder, then calls mCharger.
+class frmMessage : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit frmMessage(TypeFenetre type, QWidget* parent = nullptr);
+
+    // Set-up by type, then the kept position. False when a history was empty: the box was shown and the caller
+    // should delete the window instead of showing it.
+    bool mCharger();
+    // Loads the type's history from a first key on (all of it when empty); returns the number of entries.
+    int mObtenirHistoriqueMessage(const QString& pstrDateHeurePremierMessage);
+    // Fills the chooser newest first and shows line 0.
+    void mChargerListeUtilisateurDateHeure();
+    // Shows mstrExpediteur (a station, shown by its displayed name), mstrDateHeure and mstrMessage.
+    void mAfficherMessage();
+
+    TypeFenetre typeFenetre() const { return mintTypeFenetre; }
+    const QList<EntreeHistorique>& historique() const { return mHistorique; }
+
+    // Given by the creator before mCharger.
+    QString mstrExpediteur;
+    QString mstrDateHeure;
+    QString mstrMessage;
+    QString mstrDateHeurePremierMessage;
+    QString mstrCleRappel;
+    QStringList mvarRappel;
+
+    bool mblnAucunMessage = false;
+    int mintIndexMessageRecherche = 0;
+    int mintPosTexteRecherche = 1;
+
+    QComboBox* cboUtilisateur;
+    QGroupBox* fraExpediteur;
+    QLineEdit* txtUtilisateur;
+    QLineEdit* txtDateHeure;
+    QGroupBox* fraMessage;
+    QPlainTextEdit* txtMessage;
+    QPushButton* cmdRepondre;
+    QCheckBox* chkAjouterMessageReponse;
+    QPushButton* cmdRechercher;
+    QPushButton* cmdImprimer;
+    QPushButton* cmdSupprimer;
+    QPushButton* cmdFermer;
+    QGroupBox* fraRechercherTexte;
+    QLineEdit* txtTexteRecherche;
+    QRadioButton* optDepartRecherche[2];
+    QPushButton* cmdRechercherTexte;
+    QPushButton* cmdAnnulerRechercheTexte;
+    QCheckBox* chkRepeterRappel;
+    QSpinBox* spnDureeRepetitionRappel;
+    QComboBox* cboTempsRepetitionRappel;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void mChoisirLigne(int ligne);
+    void mAfficherControlesRappel(bool visible);
+
+    TypeFenetre mintTypeFenetre;
+    QList<EntreeHistorique> mHistorique;
+    bool mblnCharge = false;
+};
+
+} // namespace pv

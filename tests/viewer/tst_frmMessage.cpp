@@ -1,0 +1,120 @@
+#include "common/IniFile.h"
+#include "common/LabelApplier.h"
+#include "common/Language.h"
+#include "engine/Settings.h"
+#include "viewer/frmMessage.h"
+
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace pv;
+
+class tst_frmMessage : public QObject
+{
+    Q_OBJECT
+
+    static QString langFile(const char* code) { return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + code; }
+    static void store(QString s, QString k, QString v) { IniFile(gFichierDonnees()).writeString(s, k, v); }
+
+    std::unique_ptr<QTemporaryDir> m_home;
+    QList<QPair<QString, int>> m_boxes;
+
+private Q_SLOTS:
+    void init()
+    {
+        m_home = std::make_unique<QTemporaryDir>();
+        qputenv("HOME", m_home->path().toUtf8());
+        gDefinirFichierParametres(m_home->filePath("settings.ini"));
+        gDefinirFichierDonnees(m_home->filePath("data.ini"));
+        gParametres() = Parametres {};
+        gParametres().fichierLangue = langFile("ENG");
+        m_boxes.clear();
+        setMessageBoxPresenter([this](const QString& text, int style, const QString&) {
+            m_boxes.append({text, style});
+            return int(MsgResult::Ok);
+        });
+        store(SectionUtilisateur, "PC1", "Alice|0");
+        gChargerUtilisateurGroupe();
+    }
+
+    void historyFillsTheChooserNewestFirst_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("entries"); // "key|station|stored text", ";" between, file order
+        QTest::addColumn<QString>("lines");   // the chooser, ";" between
+        QTest::addColumn<QString>("shown");   // line 0's sender, date and text
+        const QString d = "2004-01-01 00:00:00", k = "20040101000000000|PC1|", a = "Alice (PC1)";
+        const QString l = d + " - " + a, t = a + '|' + d + '|';
+        QTest::newRow("one") << 1 << k + "hi" << l << t + "hi";
+        QTest::newRow("three") << 2 << k + "a;20040102000000000|PC9|b;20040103000000000|PC1|c"
+                               << "2004-01-03 00:00:00 - " + a + ";2004-01-02 00:00:00 - PC9 (PC9);" + l
+                               << a + "|2004-01-03 00:00:00|c";
+        QTest::newRow("scrambled") << 1 << k + "[PVEncrypt]o>EEH [Y" << l << t + "Hello 42";
+        QTest::newRow("marker later") << 1 << k + "x [PVEncrypt]o>" << l << t + "x [PVEncrypt]o>";
+        QTest::newRow("line breaks") << 1 << k + "[PVEncrypt]o>¶EEH¶" << l << t + "He\nllo\n";
+    }
+
+    void historyFillsTheChooserNewestFirst()
+    {
+        QFETCH(int, type);
+        QFETCH(QString, entries);
+        QFETCH(QString, lines);
+        QFETCH(QString, shown);
+        gParametres().afficherStationAvecNomIP = true; // names alone in firstKeyKeepsEqualAndLaterKeys
+        for (const QString& e : entries.split(';')) {
+            store(type == 2 ? SectionMessageEnvoye : SectionMessageRecu, e.section('|', 0, 0), e.section('|', 1));
+        }
+        frmMessage w(static_cast<TypeFenetre>(type));
+        QVERIFY(w.mCharger());
+        QStringList chooser;
+        for (int i = 0; i < w.cboUtilisateur->count(); ++i) {
+            chooser.append(w.cboUtilisateur->itemText(i));
+        }
+        QCOMPARE(chooser.join(';'), lines);
+        QCOMPARE(w.txtUtilisateur->text() + '|' + w.txtDateHeure->text() + '|' + w.txtMessage->toPlainText(), shown);
+        w.cboUtilisateur->setCurrentIndex(int(chooser.size() - 1));
+        QCOMPARE(w.mintIndexMessageRecherche, 0);
+    }
+
+    void firstKeyKeepsEqualAndLaterKeys()
+    {
+        for (const char* key : {"20040101000000000", "20040102000000000", "20040102000000001"}) {
+            store(SectionMessageRecu, key, "PC1|m");
+        }
+        gParametres().affichageMessage = AffichageMessage::UneSeuleFenetre;
+        frmMessage w(TypeFenetre::NouveauMessage);
+        w.mstrDateHeurePremierMessage = "20040102000000000";
+        QVERIFY(w.mCharger());
+        QCOMPARE(w.cboUtilisateur->itemText(1) + '|' + w.cboUtilisateur->itemText(2), "2004-01-02 00:00:00 - Alice|");
+    }
+
+    void emptyHistoryIsSaidAndNotShown()
+    {
+        for (const auto& [type, key] :
+             {std::pair {1, "HistoriqueMessageRecuVide"}, {2, "HistoriqueMessageEnvoyeVide"}}) {
+            frmMessage w(static_cast<TypeFenetre>(type));
+            QVERIFY(!w.mCharger() && w.mblnAucunMessage);
+            QCOMPARE(std::exchange(m_boxes, {}),
+                     QList({qMakePair(gMessageTexte(langFile("ENG"), key), int(MsgStyle::Information))}));
+        }
+    }
+
+    void captionsComeFromTheLanguageFile()
+    {
+        store(SectionMessageEnvoye, "20040101000000000", "PC1|m");
+        for (const char* code : {"ENG", "FRA"}) {
+            gParametres().fichierLangue = langFile(code);
+            frmMessage w(TypeFenetre::HistoriqueEnvoye);
+            QCOMPARE(gVerifierLibelles(langFile(code), &w), QStringList());
+            QVERIFY(w.mCharger());
+            QCOMPARE(w.fraExpediteur->title(), gMessageTexte(langFile(code), "CadreDestinataire"));
+        }
+    }
+};
+
+QTEST_MAIN(tst_frmMessage)
+#include "tst_frmMessage.moc"
