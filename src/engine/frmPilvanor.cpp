@@ -9,9 +9,11 @@
 #include "engine/Envoi.h"
 #include "engine/GlobalHotKey.h"
 #include "engine/LanceurService.h"
+#include "engine/Notification.h"
 #include "engine/Settings.h"
 #include "engine/StartUp.h"
 #include "engine/frmEnvoiMessageGroupe.h"
+#include "viewer/frmMessage.h"
 
 #include <QAction>
 #include <QApplication>
@@ -87,6 +89,7 @@ frmPilvanor::frmPilvanor(QWidget* parent)
     resize(520, 440);
 
     connect(m_hotKey, &GlobalHotKey::activated, this, &frmPilvanor::restaurer);
+    connect(tmrCaptureMessage, &QTimer::timeout, this, &frmPilvanor::mCapturerMessage);
     connect(qApp, &QGuiApplication::commitDataRequest, this, [this] { m_quitter = true; });
 }
 
@@ -330,6 +333,7 @@ void frmPilvanor::charger()
     gMettreDeCoteAnciensHistoriques(dossierProgramme);
     QList<ProblemeDemarrage> problemes;
     gDefinirFichierDonnees(gPreparerDossierDonnees(dossierProgramme, problemes));
+    m_capture = std::make_unique<Capture>(PopupSpool::defaultFolder());
 
     gAppliquerPolice(txtMessage);
     gChargerUtilisateurGroupe();
@@ -637,14 +641,133 @@ void frmPilvanor::ajouterPVSysTray()
         picSysTray = nomme(new QSystemTrayIcon(QIcon(QStringLiteral(":/icons/pilvanor.png")), this), "picSysTray");
         picSysTray->setContextMenu(mnuSysTray);
         connect(picSysTray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason why) {
-            if (why == QSystemTrayIcon::DoubleClick || why == QSystemTrayIcon::Trigger) {
+            if (why == QSystemTrayIcon::DoubleClick) {
+                picSysTrayDoubleClic();
+            } else if (why == QSystemTrayIcon::Trigger) {
                 restaurer();
             }
         });
     }
-    picSysTray->setToolTip(QLatin1String(TitreApplication) + QStringLiteral(" - ")
-                           + gMessageTexte(gParametres().fichierLangue, QStringLiteral("SysTrayAucunNouveauMessage")));
+    mMettreAJourPVSysTray();
     picSysTray->show();
+}
+
+void frmPilvanor::mMettreAJourPVSysTray()
+{
+    if (!picSysTray) {
+        return;
+    }
+    picSysTray->setToolTip(gTexteSysTray(gParametres().fichierLangue, m_nbNouveauxMessages));
+    picSysTray->setIcon(QIcon(m_nbNouveauxMessages > 0 ? QStringLiteral(":/icons/nouveau-message.png")
+                                                       : QStringLiteral(":/icons/pilvanor.png")));
+}
+
+void frmPilvanor::mCapturerMessage()
+{
+    if (!m_capture) {
+        return;
+    }
+    const ResultatCapture r = m_capture->mCapturerMessage();
+    for (const RappelDeclenche& rappel : r.rappels) {
+        afficherRappel(rappel);
+    }
+    if (r.message) {
+        mNotifierMessage(*r.message);
+    }
+}
+
+void frmPilvanor::afficherRappel(const RappelDeclenche& rappel)
+{
+    auto* f = new frmMessage(TypeFenetre::Rappel);
+    f->mstrExpediteur = QStringLiteral("Pilvanor Reminder");
+    f->mstrDateHeure = rappel.moment;
+    f->mstrMessage = rappel.texte;
+    f->mstrCleRappel = rappel.cle;
+    f->mvarRappel = rappel.champs;
+    f->mCharger();
+    devant(f);
+}
+
+void frmPilvanor::devant(QWidget* fenetre)
+{
+    fenetre->show();
+    fenetre->raise();
+    fenetre->activateWindow();
+}
+
+frmMessage* frmPilvanor::ouvrirNouveauMessage(const MessageCapture& message)
+{
+    // A window of its own, as the group send window: it stays when the main window goes to the tray.
+    auto* f = new frmMessage(TypeFenetre::NouveauMessage);
+    f->mstrExpediteur = message.expediteur;
+    f->mstrDateHeure = gFormaterDateHeureCle(message.cleHistorique);
+    f->mstrMessage = message.texte;
+    f->mstrDateHeurePremierMessage = message.cleHistorique;
+    f->mCharger();
+    m_fenetresNouveauxMessages.append(f);
+    // A widget says it is destroyed before its guards are cleared.
+    connect(f, &QObject::destroyed, this, [this](QObject* fenetre) {
+        m_fenetresNouveauxMessages.removeIf(
+            [fenetre](const QPointer<frmMessage>& p) { return !p || static_cast<QObject*>(p.data()) == fenetre; });
+        if (m_fenetresNouveauxMessages.isEmpty()) {
+            messagesLus();
+        }
+    });
+    return f;
+}
+
+void frmPilvanor::mNotifierMessage(const MessageCapture& message)
+{
+    const Parametres& p = gParametres();
+    ++m_nbNouveauxMessages;
+    mMettreAJourPVSysTray();
+    const bool bulle = picSysTray && QSystemTrayIcon::isSystemTrayAvailable() && QSystemTrayIcon::supportsMessages();
+    if (p.affichageMessage == AffichageMessage::InfoBulle && bulle) {
+        m_bullesNonLues.append(message);
+        picSysTray->showMessage(
+            gLigneMessageDe(p.fichierLangue, message.description, message.expediteur).left(LongueurMaxTitreBulle),
+            message.texte.left(LongueurMaxTexteBulle));
+    } else if (p.affichageMessage == AffichageMessage::UneSeuleFenetre) {
+        if (!m_fenetreUnique) {
+            m_fenetreUnique = ouvrirNouveauMessage(message);
+        } else if (m_fenetreUnique->mObtenirHistoriqueMessage(m_fenetreUnique->mstrDateHeurePremierMessage) > 0) {
+            m_fenetreUnique->mChargerListeUtilisateurDateHeure();
+        }
+        m_fenetreUnique->setWindowTitle(gMessageTexte(
+            p.fichierLangue, gCleTitreNouveauMessage(int(qMax(qsizetype(1), m_fenetreUnique->historique().size())))));
+        devant(m_fenetreUnique);
+    } else {
+        // A window per message, also when there is no tray to show a balloon.
+        frmMessage* f = ouvrirNouveauMessage(message);
+        f->setWindowTitle(gMessageTexte(p.fichierLangue, gCleTitreNouveauMessage(1)));
+        devant(f);
+    }
+}
+
+void frmPilvanor::picSysTrayDoubleClic()
+{
+    if (m_nbNouveauxMessages == 0) {
+        restaurer();
+        return;
+    }
+    const QList<MessageCapture> bulles = std::exchange(m_bullesNonLues, {});
+    for (const MessageCapture& m : bulles) {
+        frmMessage* f = ouvrirNouveauMessage(m);
+        f->setWindowTitle(gMessageTexte(gParametres().fichierLangue, gCleTitreNouveauMessage(1)));
+    }
+    for (const QPointer<frmMessage>& f : std::as_const(m_fenetresNouveauxMessages)) {
+        if (f) {
+            devant(f);
+        }
+    }
+    messagesLus();
+}
+
+void frmPilvanor::messagesLus()
+{
+    m_nbNouveauxMessages = 0;
+    m_bullesNonLues.clear();
+    mMettreAJourPVSysTray();
 }
 
 void frmPilvanor::mSupprimerPVSysTray()

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "engine/Capture.h"
+
 #include <QMainWindow>
 #include <QPointer>
 
 #include <array>
+#include <memory>
 
 class QAction;
 class QCheckBox;
@@ -21,6 +24,7 @@ class QToolBar;
 namespace pv {
 
 class EnvoiMessage;
+class frmMessage;
 class GlobalHotKey;
 class frmEnvoiMessageGroupe;
 struct ResultatStation;
@@ -48,6 +52,10 @@ public:
     void utiliserEnvoi(EnvoiMessage* envoi);
     // The group send window while it is open.
     frmEnvoiMessageGroupe* fenetreEnvoiGroupe() const;
+    // One tick of tmrCaptureMessage: the due reminders, then at most one received message, shown.
+    void mCapturerMessage();
+    // Messages captured and not yet read.
+    int nombreNouveauxMessages() const { return m_nbNouveauxMessages; }
 
     // Toolbar buttons by their key ("Utilisateurs", "EnvoyerMessage" …).
     QAction* boutonBarreOutils(const QString& cle) const;
@@ -122,6 +130,13 @@ private:
     void supprimerHistorique(bool envoye);
     void ajouterPVSysTray();
     void mSupprimerPVSysTray();
+    void mMettreAJourPVSysTray();
+    void afficherRappel(const RappelDeclenche& rappel);
+    void mNotifierMessage(const MessageCapture& message);
+    frmMessage* ouvrirNouveauMessage(const MessageCapture& message);
+    void devant(QWidget* fenetre);
+    void picSysTrayDoubleClic();
+    void messagesLus();
     void decharger();
 
     GlobalHotKey* m_hotKey;
@@ -132,6 +147,12 @@ private:
     bool m_charge = false;
     bool m_quitter = false;
     bool m_decharge = false;
+
+    std::unique_ptr<Capture> m_capture;
+    int m_nbNouveauxMessages = 0;
+    QList<QPointer<frmMessage>> m_fenetresNouveauxMessages;
+    QPointer<frmMessage> m_fenetreUnique;  // display mode 1
+    QList<MessageCapture> m_bullesNonLues; // display mode 2: shown only in balloons so far
 };
 
 } // namespace pv

@@ -57,6 +57,9 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     fraExpediteur = controle<QGroupBox>(this, "fraExpediteur", QStringLiteral("Expéditeur"));
     txtUtilisateur = champLecture(fraExpediteur, "txtUtilisateur");
     txtDateHeure = champLecture(fraExpediteur, "txtDateHeure");
+    // The whole "yyyy-mm-dd hh:mm:ss" stays readable.
+    txtDateHeure->setMinimumWidth(txtDateHeure->fontMetrics().horizontalAdvance(QStringLiteral("0000-00-00 00:00:00"))
+                                  + 24);
     fraMessage = controle<QGroupBox>(this, "fraMessage", QStringLiteral("Message"));
     txtMessage = controle<QPlainTextEdit>(fraMessage, "txtMessage");
     txtMessage->setReadOnly(true);
@@ -135,7 +138,7 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     layout->addLayout(boutons);
 
     setMinimumSize(360, 240);
-    resize(520, 360);
+    resize(600, 380);
     gAfficherLibelle(gParametres().fichierLangue, this);
     connect(cboUtilisateur, &QComboBox::currentIndexChanged, this, &frmMessage::mChoisirLigne);
 }

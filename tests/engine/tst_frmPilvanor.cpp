@@ -8,6 +8,8 @@
 #include "engine/Settings.h"
 #include "engine/frmEnvoiMessageGroupe.h"
 #include "engine/frmPilvanor.h"
+#include "messenger/Spool.h"
+#include "viewer/frmMessage.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -16,6 +18,7 @@
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QStatusBar>
+#include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QTreeWidget>
 #include <QtTest>
@@ -49,6 +52,25 @@ class tst_frmPilvanor : public QObject
         for (int i = 0; i < g->lstUtilisateur->topLevelItemCount(); ++i) {
             const QTreeWidgetItem* item = g->lstUtilisateur->topLevelItem(i);
             out.append(item->text(0) + '|' + item->text(1) + (item->foreground(1).color() == Qt::red ? "|red" : ""));
+        }
+        return out;
+    }
+
+    static bool spool(const QString& text)
+    {
+        Popup p;
+        p.title = "Messenger Service ";
+        p.text = text;
+        return PopupSpool(PopupSpool::defaultFolder()).write(p);
+    }
+
+    static QList<frmMessage*> messageWindows()
+    {
+        QList<frmMessage*> out;
+        for (QWidget* t : QApplication::topLevelWidgets()) {
+            if (auto* f = qobject_cast<frmMessage*>(t); f && f->isVisible()) {
+                out.append(f);
+            }
         }
         return out;
     }
@@ -266,6 +288,49 @@ private Q_SLOTS:
         QCOMPARE(lines(g).mid(1, 2),
                  QStringList({"PEERC|Message sent successfully", "PEERB|Message sent successfully"}));
         QVERIFY(w.txtMessage->toPlainText().isEmpty());
+    }
+
+    void capturedMessageIsStoredCountedAndShown()
+    {
+        frmPilvanor w;
+        w.charger();
+        w.tmrCaptureMessage->stop();
+        const QString text = "Message from ALICE to BOB on 21/11/2026 10:00:00\r\n\r\nHello";
+        QVERIFY(spool(text));
+        w.mCapturerMessage();
+        QCOMPARE(gLireHistorique(false).size(), 1);
+        QCOMPARE(gLireHistorique(false)[0].station, "ALICE");
+        const QString lang = gParametres().fichierLangue;
+        QCOMPARE(w.picSysTray->toolTip(), "Pilvanor - 1 " + gMessageTexte(lang, "SysTrayUnNouveauMessage"));
+        const QList<frmMessage*> shown = messageWindows();
+        QCOMPARE(shown.size(), 1);
+        QCOMPARE(shown[0]->typeFenetre(), TypeFenetre::NouveauMessage);
+        QCOMPARE(shown[0]->txtMessage->toPlainText(), "Hello");
+        QCOMPARE(shown[0]->windowTitle(), gMessageTexte(lang, "EnteteUnNouveauMessage"));
+        // Closing the window reads the message.
+        shown[0]->close();
+        QTRY_COMPARE(w.nombreNouveauxMessages(), 0);
+        QCOMPARE(w.picSysTray->toolTip(), "Pilvanor - " + gMessageTexte(lang, "SysTrayAucunNouveauMessage"));
+    }
+
+    void dueReminderFiresWithCaptureOff()
+    {
+        storeSetting("CapturerMessage", "0");
+        IniFile(gFichierParametres()).writeString(SectionRappel, "1", "1|20040102|0304|Wake¶up");
+        IniFile(gFichierParametres()).writeString(SectionRappel, "2", "1|20040102|0305|Later");
+        frmPilvanor w;
+        w.charger();
+        w.tmrCaptureMessage->stop();
+        QVERIFY(spool("Message from A to B on x"));
+        w.mCapturerMessage();
+        const QList<frmMessage*> shown = messageWindows();
+        QCOMPARE(shown.size(), 1);
+        QCOMPARE(shown[0]->typeFenetre(), TypeFenetre::Rappel);
+        QCOMPARE(shown[0]->txtMessage->toPlainText(), "Wake\nup");
+        QCOMPARE(shown[0]->mstrDateHeure, "2004/01/02 03:04");
+        QCOMPARE(IniFile(gFichierParametres()).readSection(SectionRappel).size(), 1);
+        QVERIFY(gLireHistorique(false).isEmpty());
+        QCOMPARE(w.nombreNouveauxMessages(), 0);
     }
 };
 
