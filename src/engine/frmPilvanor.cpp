@@ -167,17 +167,25 @@ void frmPilvanor::construireMenus()
     connect(mnuHisSupprimerHistoriqueMessageRecu, &QAction::triggered, this, [this] { supprimerHistorique(false); });
     connect(mnuHisSupprimerHistoriqueMessageEnvoye, &QAction::triggered, this, [this] { supprimerHistorique(true); });
 
+    connect(mnuHisHistoriqueMessageRecu, &QAction::triggered, this, [this] { ouvrirHistorique(false); });
+    connect(mnuHisHistoriqueMessageEnvoye, &QAction::triggered, this, [this] { ouvrirHistorique(true); });
+    // Tray entries that open a window put the main window in front first.
+    connect(mnuSysHistoriqueMessageRecu, &QAction::triggered, this, [this] {
+        restaurer();
+        ouvrirHistorique(false);
+    });
+    connect(mnuSysHistoriqueMessageEnvoye, &QAction::triggered, this, [this] {
+        restaurer();
+        ouvrirHistorique(true);
+    });
+
     pasEncore({mnuFicUtilisateur,
                mnuFicGroupe,
                mnuFicListeRappel,
                mnuFicPreference,
                mnuMesMessagePredefini,
-               mnuHisHistoriqueMessageRecu,
-               mnuHisHistoriqueMessageEnvoye,
                mnuAidPilvanor,
                mnuAidAProposDe,
-               mnuSysHistoriqueMessageRecu,
-               mnuSysHistoriqueMessageEnvoye,
                mnuSysListeRappel,
                mnuSysPreference,
                mnuSysAProposDe,
@@ -219,10 +227,16 @@ void frmPilvanor::construireBarresOutils()
 
     connect(boutonBarreOutils(QStringLiteral("EffacerMessage")), &QAction::triggered, mnuMesEffacer, &QAction::trigger);
     connect(boutonBarreOutils(QStringLiteral("EnvoyerMessage")), &QAction::triggered, mnuMesEnvoyer, &QAction::trigger);
+    connect(boutonBarreOutils(QStringLiteral("HistoriqueMessageRecu")),
+            &QAction::triggered,
+            mnuHisHistoriqueMessageRecu,
+            &QAction::trigger);
+    connect(boutonBarreOutils(QStringLiteral("HistoriqueMessageEnvoye")),
+            &QAction::triggered,
+            mnuHisHistoriqueMessageEnvoye,
+            &QAction::trigger);
     for (const char* cle : {"Utilisateurs",
                             "Groupes",
-                            "HistoriqueMessageRecu",
-                            "HistoriqueMessageEnvoye",
                             "MessagePredefini",
                             "ListeRappel",
                             "Preference",
@@ -617,6 +631,22 @@ void frmPilvanor::insererSignature()
 {
     QString signature = gParametres().signature;
     txtMessage->insertPlainText(QLatin1Char('\n') + signature.replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+}
+
+void frmPilvanor::ouvrirHistorique(bool envoye)
+{
+    auto* fenetre = new frmMessage(envoye ? TypeFenetre::HistoriqueEnvoye : TypeFenetre::HistoriqueRecu);
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    const bool charge = fenetre->mCharger();
+    QApplication::restoreOverrideCursor();
+    if (!charge) {
+        // An empty history was said in a box; there is nothing to show.
+        delete fenetre;
+        return;
+    }
+    fenetre->show();
+    fenetre->raise();
+    fenetre->activateWindow();
 }
 
 void frmPilvanor::supprimerHistorique(bool envoye)

@@ -127,6 +127,7 @@ private:
     void remplirMessagesPredefinis();
     void choisirMessagePredefini(int index);
     void insererSignature();
+    void ouvrirHistorique(bool envoye);
     void supprimerHistorique(bool envoye);
     void ajouterPVSysTray();
     void mSupprimerPVSysTray();

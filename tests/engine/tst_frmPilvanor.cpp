@@ -171,6 +171,24 @@ private Q_SLOTS:
         QCOMPARE(std::ranges::count_if(m_boxes, [](auto& b) { return b.first.contains(gFichierDonnees()); }), 1);
     }
 
+    void historyMenusOpenTheHistoryWindow()
+    {
+        frmPilvanor w;
+        w.charger();
+        w.mnuHisHistoriqueMessageEnvoye->trigger(); // nothing sent yet: said, no window
+        QCOMPARE(m_boxes.size(), 1);
+        QCOMPARE(m_boxes[0].second, int(MsgStyle::Information));
+        gEnregistrerHistorique(true, "PC1", "one", 50);
+        gEnregistrerHistorique(true, "PC2", "two", 50, QDateTime::currentDateTime().addSecs(1));
+        w.mnuHisHistoriqueMessageEnvoye->trigger();
+        const auto fenetres = QApplication::topLevelWidgets();
+        auto it
+            = std::ranges::find_if(fenetres, [](QWidget* f) { return qobject_cast<frmMessage*>(f) && f->isVisible(); });
+        QVERIFY(it != fenetres.end());
+        QCOMPARE(qobject_cast<frmMessage*>(*it)->cboUtilisateur->count(), 2);
+        (*it)->close();
+    }
+
     void predefinedMessageReplacesOrAppends()
     {
         IniFile(gCheminFichierDonneesParDefaut()).writeString("PredefinedMessage", "20260101120000", "A¶B");
