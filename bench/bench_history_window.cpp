@@ -83,6 +83,11 @@ int main(int argc, char** argv)
     const double median = (sorted[Runs / 2 - 1] + sorted[Runs / 2]) / 2;
     std::printf("history window (received, %d entries): median %.1f ms, min %.1f, max %.1f over %d runs "
                 "(target <= 150 ms)%s\n",
-                Entries, median, sorted.front(), sorted.back(), Runs, median <= 150 ? "" : "  ** MISSED **");
+                Entries,
+                median,
+                sorted.front(),
+                sorted.back(),
+                Runs,
+                median <= 150 ? "" : "  ** MISSED **");
     return boxes == 0 ? 0 : 1;
 }

@@ -733,6 +733,7 @@ frmMessage* frmPilvanor::ouvrirNouveauMessage(const MessageCapture& message)
     f->mstrDateHeure = gFormaterDateHeureCle(message.cleHistorique);
     f->mstrMessage = message.texte;
     f->mstrDateHeurePremierMessage = message.cleHistorique;
+    f->mstrAdressePair = message.adresse;
     f->mCharger();
     m_fenetresNouveauxMessages.append(f);
     // A widget says it is destroyed before its guards are cleared.

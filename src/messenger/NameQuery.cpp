@@ -209,13 +209,13 @@ nodeStatus(std::span<const uint32_t> addresses, const NameQueryOptions& options,
     return names;
 }
 
-std::optional<uint32_t> resolveIpv4(const QString& host, int timeoutMs)
+std::vector<uint32_t> resolveIpv4All(const QString& host, int timeoutMs)
 {
     if (host.isEmpty() || host.contains(QChar(0))) {
-        return std::nullopt;
+        return {};
     }
     if (const auto literal = ipv4FromText(host)) {
-        return literal;
+        return {*literal};
     }
     // getaddrinfo has no time-out of its own: it runs on a thread that may outlive the wait.
     struct Lookup
@@ -223,7 +223,7 @@ std::optional<uint32_t> resolveIpv4(const QString& host, int timeoutMs)
         std::mutex mutex;
         std::condition_variable done;
         bool finished = false;
-        std::optional<uint32_t> address;
+        std::vector<uint32_t> addresses;
     };
     auto lookup = std::make_shared<Lookup>();
     try {
@@ -232,24 +232,35 @@ std::optional<uint32_t> resolveIpv4(const QString& host, int timeoutMs)
             hints.ai_family = AF_INET;
             hints.ai_socktype = SOCK_STREAM;
             addrinfo* list = nullptr;
-            std::optional<uint32_t> address;
-            if (::getaddrinfo(name.constData(), nullptr, &hints, &list) == 0 && list != nullptr) {
-                address = ntohl(reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_addr.s_addr);
+            std::vector<uint32_t> addresses;
+            if (::getaddrinfo(name.constData(), nullptr, &hints, &list) == 0) {
+                for (const addrinfo* a = list; a != nullptr; a = a->ai_next) {
+                    const uint32_t ip = ntohl(reinterpret_cast<const sockaddr_in*>(a->ai_addr)->sin_addr.s_addr);
+                    if (std::find(addresses.begin(), addresses.end(), ip) == addresses.end()) {
+                        addresses.push_back(ip);
+                    }
+                }
             }
             if (list != nullptr) {
                 ::freeaddrinfo(list);
             }
             const std::lock_guard lock(lookup->mutex);
-            lookup->address = address;
+            lookup->addresses = std::move(addresses);
             lookup->finished = true;
             lookup->done.notify_all();
         }).detach();
     } catch (const std::system_error&) {
-        return std::nullopt;
+        return {};
     }
     std::unique_lock lock(lookup->mutex);
     lookup->done.wait_for(lock, std::chrono::milliseconds(std::max(timeoutMs, 0)), [&] { return lookup->finished; });
-    return lookup->address;
+    return lookup->addresses;
+}
+
+std::optional<uint32_t> resolveIpv4(const QString& host, int timeoutMs)
+{
+    const std::vector<uint32_t> all = resolveIpv4All(host, timeoutMs);
+    return all.empty() ? std::nullopt : std::optional<uint32_t>(all.front());
 }
 
 std::optional<uint32_t> resolveStation(

@@ -35,6 +35,8 @@ nodeStatus(std::span<const uint32_t> addresses, const NameQueryOptions& options,
 
 // An IPv4 literal, else the system's resolver (hosts file, DNS), which may not take longer than timeoutMs.
 std::optional<uint32_t> resolveIpv4(const QString& host, int timeoutMs);
+// The same with every address the resolver gives, each once, in its order.
+std::vector<uint32_t> resolveIpv4All(const QString& host, int timeoutMs);
 
 // A station's address: an IPv4 literal, else the resolver, else a NetBIOS broadcast query for NAME<03>, then
 // NAME<00> (names the resolver does not know, as on a LAN without DNS). Each step takes at most timeoutMs.

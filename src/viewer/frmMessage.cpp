@@ -11,6 +11,7 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -37,9 +38,9 @@ QLineEdit* champLecture(QWidget* parent, const char* nom)
     return c;
 }
 
-QString texteMessage(const char* cle)
+QString texteMessage(const char* cle, const QStringList& champs = {})
 {
-    return gMessageTexte(gParametres().fichierLangue, QLatin1String(cle));
+    return gMessageTexte(gParametres().fichierLangue, QLatin1String(cle), champs);
 }
 
 } // namespace
@@ -60,6 +61,11 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     // The whole "yyyy-mm-dd hh:mm:ss" stays readable.
     txtDateHeure->setMinimumWidth(txtDateHeure->fontMetrics().horizontalAdvance(QStringLiteral("0000-00-00 00:00:00"))
                                   + 24);
+    lblExpediteurDouteux = controle<QLabel>(fraExpediteur, "lblExpediteurDouteux");
+    // Its text comes from the message section, filled with the peer.
+    lblExpediteurDouteux->setProperty("sansLibelle", true);
+    lblExpediteurDouteux->setWordWrap(true);
+    lblExpediteurDouteux->hide();
     fraMessage = controle<QGroupBox>(this, "fraMessage", QStringLiteral("Message"));
     txtMessage = controle<QPlainTextEdit>(fraMessage, "txtMessage");
     txtMessage->setReadOnly(true);
@@ -104,9 +110,11 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     cboTempsRepetitionRappel = controle<QComboBox>(this, "cboTempsRepetitionRappel");
     mAfficherControlesRappel(false);
 
-    auto* expediteur = new QHBoxLayout(fraExpediteur);
-    expediteur->addWidget(txtUtilisateur, 1);
-    expediteur->addWidget(txtDateHeure);
+    auto* expediteur = new QGridLayout(fraExpediteur);
+    expediteur->addWidget(txtUtilisateur, 0, 0);
+    expediteur->addWidget(txtDateHeure, 0, 1);
+    expediteur->addWidget(lblExpediteurDouteux, 1, 0, 1, 2);
+    expediteur->setColumnStretch(0, 1);
     (new QVBoxLayout(fraMessage))->addWidget(txtMessage);
     auto* recherche = new QGridLayout(fraRechercherTexte);
     recherche->addWidget(txtTexteRecherche, 0, 0, 1, 2);
@@ -152,9 +160,11 @@ bool frmMessage::mCharger()
             mChargerListeUtilisateurDateHeure();
         } else {
             cboUtilisateur->hide();
+            m_cleAffichee = mstrDateHeurePremierMessage;
             mAfficherMessage();
         }
         cmdSupprimer->hide();
+        mVerifierExpediteur();
         break;
     case TypeFenetre::HistoriqueRecu:
     case TypeFenetre::HistoriqueEnvoye: {
@@ -227,6 +237,7 @@ void frmMessage::mChoisirLigne(int ligne)
     mstrExpediteur = e.station;
     mstrDateHeure = gFormaterDateHeureCle(e.cle);
     mstrMessage = e.texte;
+    m_cleAffichee = e.cle;
     mAfficherMessage();
     mintIndexMessageRecherche = index;
     mintPosTexteRecherche = 1;
@@ -240,6 +251,37 @@ void frmMessage::mAfficherMessage()
     QString texte = mstrMessage;
     texte.replace(QLatin1String("\r\n"), QLatin1String("\n"));
     txtMessage->setPlainText(texte);
+    mAfficherExpediteurDouteux();
+}
+
+void frmMessage::mVerifierExpediteur()
+{
+    if (mstrAdressePair.isEmpty()) {
+        return;
+    }
+    const QString cle = mstrDateHeurePremierMessage;
+    gVerifierExpediteurAsync(
+        this,
+        mstrExpediteur,
+        mstrAdressePair,
+        [this, cle](VerdictExpediteur verdict) {
+            if (verdict == VerdictExpediteur::AutreAdresse) {
+                m_cleDouteuse = cle;
+                mAfficherExpediteurDouteux();
+            }
+            Q_EMIT expediteurVerifie(verdict);
+        },
+        mResolveurs);
+}
+
+void frmMessage::mAfficherExpediteurDouteux()
+{
+    // Only beside the message that was checked, not the older ones of a shared window.
+    const bool douteux = !m_cleDouteuse.isNull() && m_cleAffichee == m_cleDouteuse;
+    if (douteux) {
+        lblExpediteurDouteux->setText(texteMessage("ExpediteurNonVerifie", {mstrAdressePair}));
+    }
+    lblExpediteurDouteux->setVisible(douteux);
 }
 
 void frmMessage::mAfficherControlesRappel(bool visible)

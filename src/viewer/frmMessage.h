@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/VerificationExpediteur.h"
 #include "viewer/Historique.h"
 
 #include <QWidget>
@@ -7,6 +8,7 @@
 class QCheckBox;
 class QComboBox;
 class QGroupBox;
+class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
@@ -44,6 +46,9 @@ public:
     QString mstrDateHeurePremierMessage;
     QString mstrCleRappel;
     QStringList mvarRappel;
+    // The peer address of a new message: checked against the sender's addresses when given.
+    QString mstrAdressePair;
+    ResolveursExpediteur mResolveurs = gResolveursReseau(); // tests keep it off the LAN
 
     bool mblnAucunMessage = false;
     int mintIndexMessageRecherche = 0;
@@ -53,6 +58,7 @@ public:
     QGroupBox* fraExpediteur;
     QLineEdit* txtUtilisateur;
     QLineEdit* txtDateHeure;
+    QLabel* lblExpediteurDouteux;
     QGroupBox* fraMessage;
     QPlainTextEdit* txtMessage;
     QPushButton* cmdRepondre;
@@ -70,16 +76,24 @@ public:
     QSpinBox* spnDureeRepetitionRappel;
     QComboBox* cboTempsRepetitionRappel;
 
+Q_SIGNALS:
+    // The check of the sender against the peer address has answered.
+    void expediteurVerifie(pv::VerdictExpediteur verdict);
+
 protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
     void mChoisirLigne(int ligne);
     void mAfficherControlesRappel(bool visible);
+    void mVerifierExpediteur();
+    void mAfficherExpediteurDouteux();
 
     TypeFenetre mintTypeFenetre;
     QList<EntreeHistorique> mHistorique;
     bool mblnCharge = false;
+    QString m_cleAffichee; // history key of the shown message
+    QString m_cleDouteuse; // the message whose peer is not its sender's
 };
 
 } // namespace pv

@@ -5,7 +5,9 @@
 #include "viewer/frmMessage.h"
 
 #include <QComboBox>
+#include <QEventLoop>
 #include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QTemporaryDir>
@@ -101,6 +103,34 @@ private Q_SLOTS:
             QCOMPARE(std::exchange(m_boxes, {}),
                      QList({qMakePair(gMessageTexte(langFile("ENG"), key), int(MsgStyle::Information))}));
         }
+    }
+
+    void senderWarningOnlyForAnotherAddress_data()
+    {
+        QTest::addColumn<QString>("pair");
+        QTest::addColumn<QString>("warning"); // empty: hidden
+        QTest::newRow("sender's") << "127.0.0.1"
+                                  << "";
+        QTest::newRow("another") << "127.0.0.2"
+                                 << "Sent from 127.0.0.2, which is not an address of this sender.";
+    }
+
+    void senderWarningOnlyForAnotherAddress()
+    {
+        QFETCH(QString, pair);
+        QFETCH(QString, warning);
+        store(SectionMessageRecu, "20040101000000000", "localhost|m");
+        frmMessage w(TypeFenetre::NouveauMessage);
+        w.mstrExpediteur = "localhost";
+        w.mstrDateHeurePremierMessage = "20040101000000000";
+        w.mstrAdressePair = pair;
+        w.mResolveurs.netbios = [](const codec::NetbiosName&) { return std::vector<uint32_t> {}; };
+        QEventLoop loop;
+        connect(&w, &frmMessage::expediteurVerifie, &loop, &QEventLoop::quit);
+        QVERIFY(w.mCharger());
+        w.show();
+        loop.exec();
+        QCOMPARE(w.lblExpediteurDouteux->isVisible() ? w.lblExpediteurDouteux->text() : QString(), warning);
     }
 
     void captionsComeFromTheLanguageFile()
