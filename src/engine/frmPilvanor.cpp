@@ -2,6 +2,7 @@
 
 #include "common/DataFile.h"
 #include "common/Fenetres.h"
+#include "common/IniFile.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
@@ -644,9 +645,55 @@ void frmPilvanor::ouvrirHistorique(bool envoye)
         delete fenetre;
         return;
     }
+    relierRepondre(fenetre);
     fenetre->show();
     fenetre->raise();
     fenetre->activateWindow();
+}
+
+void frmPilvanor::relierRepondre(frmMessage* fenetre)
+{
+    fenetre->mRepondre = [moi = QPointer<frmPilvanor>(this)](const QString& station, const QString& texte, bool p) {
+        if (moi) {
+            moi->mRepondre(station, texte, p);
+            // The reply is written here: it must not stay in the tray.
+            moi->restaurer();
+        }
+    };
+}
+
+void frmPilvanor::mRepondre(const QString& pstrStation,
+                            const QString& pstrMessageReponse,
+                            bool pblnAjouterCaractereDevantReponse)
+{
+    const QString station = gObtenirStation(pstrStation).trimmed().toUpper();
+    bool connu = false;
+    gRechercherUtilisateur(station, false, &connu);
+    if (!connu) {
+        try {
+            IniFile(gFichierDonnees())
+                .writeString(QLatin1String(SectionUtilisateur), station, station + QStringLiteral("|0"));
+        } catch (const std::exception& e) {
+            gSignalerEchecEcriture(gFichierDonnees(), QString::fromLocal8Bit(e.what()));
+        }
+        gChargerUtilisateurGroupe();
+    }
+    txtMessage->clear();
+    QString texte = pstrMessageReponse;
+    if (pblnAjouterCaractereDevantReponse && !texte.isEmpty()) {
+        const QString prefixe = gParametres().caractereDevantReponseExpediteur;
+        texte = QStringLiteral("\r\n\r\n") + prefixe
+                + texte.replace(QStringLiteral("\r\n"), QStringLiteral("\r\n") + prefixe);
+    }
+    txtMessage->setPlainText(texte.replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+    optDestinataire[0]->setChecked(true);
+    remplirDestinataires();
+    for (int i = 0; i < cboDestinataire->count(); ++i) {
+        if (gObtenirStation(cboDestinataire->itemText(i)).trimmed().toUpper() == station) {
+            cboDestinataire->setCurrentIndex(i);
+            break;
+        }
+    }
 }
 
 void frmPilvanor::supprimerHistorique(bool envoye)
@@ -735,6 +782,7 @@ frmMessage* frmPilvanor::ouvrirNouveauMessage(const MessageCapture& message)
     f->mstrDateHeurePremierMessage = message.cleHistorique;
     f->mstrAdressePair = message.adresse;
     f->mCharger();
+    relierRepondre(f);
     m_fenetresNouveauxMessages.append(f);
     // A widget says it is destroyed before its guards are cleared.
     connect(f, &QObject::destroyed, this, [this](QObject* fenetre) {

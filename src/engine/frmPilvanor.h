@@ -54,6 +54,10 @@ public:
     frmEnvoiMessageGroupe* fenetreEnvoiGroupe() const;
     // One tick of tmrCaptureMessage: the due reminders, then at most one received message, shown.
     void mCapturerMessage();
+    // Prepares a reply to (or a resend for) a station: an unknown station is added to the users first; with the
+    // prefix flag a non-empty text is quoted below two empty lines.
+    void
+    mRepondre(const QString& pstrStation, const QString& pstrMessageReponse, bool pblnAjouterCaractereDevantReponse);
     // Messages captured and not yet read.
     int nombreNouveauxMessages() const { return m_nbNouveauxMessages; }
 
@@ -136,6 +140,7 @@ private:
     void mNotifierMessage(const MessageCapture& message);
     frmMessage* ouvrirNouveauMessage(const MessageCapture& message);
     void devant(QWidget* fenetre);
+    void relierRepondre(frmMessage* fenetre);
     void picSysTrayDoubleClic();
     void messagesLus();
     void decharger();

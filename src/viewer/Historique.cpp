@@ -3,6 +3,8 @@
 #include "common/Scrambling.h"
 #include "engine/Settings.h"
 
+#include <algorithm>
+
 namespace pv {
 
 bool gHistoriqueEnvoye(TypeFenetre type)
@@ -74,6 +76,24 @@ QStringList gLignesChoix(const QList<EntreeHistorique>& entrees)
 int gIndexEntree(int nbLignes, int ligne)
 {
     return ligne < 0 || ligne >= nbLignes ? -1 : nbLignes - ligne - 1;
+}
+
+std::optional<PositionRecherche>
+gRechercherTexte(const QList<EntreeHistorique>& entrees, const QString& texte, int index, int position)
+{
+    if (texte.isEmpty()) {
+        return std::nullopt;
+    }
+    for (int i = std::min(index, int(entrees.size()) - 1); i >= 0; --i, position = 1) {
+        // Positions are those of the message box, which shows bare line feeds.
+        QString affiche = entrees.at(i).texte;
+        affiche.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+        const qsizetype p = affiche.indexOf(texte, std::max(position, 1) - 1, Qt::CaseInsensitive);
+        if (p >= 0) {
+            return PositionRecherche {i, int(p) + 1};
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace pv

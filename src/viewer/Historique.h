@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace pv {
 
 // What a message window shows; the value is the one callers and the position keys are chosen by.
@@ -30,5 +32,16 @@ QString gLigneChoix(const EntreeHistorique& entree);
 QStringList gLignesChoix(const QList<EntreeHistorique>& entrees);
 // The entry shown by a chooser line: lines run newest first. -1 when the line is out of range.
 int gIndexEntree(int nbLignes, int ligne);
+
+// A hit of the text search: the entry and the 1-based position in its shown text (line feeds only).
+struct PositionRecherche
+{
+    int index = 0;
+    int position = 1;
+};
+// The next case-insensitive hit of texte from entry index at position on, then in older entries from position 1;
+// nothing once the oldest entry is passed.
+std::optional<PositionRecherche>
+gRechercherTexte(const QList<EntreeHistorique>& entrees, const QString& texte, int index, int position);
 
 } // namespace pv

@@ -1,6 +1,7 @@
 #include "viewer/frmMessage.h"
 
 #include "common/Fenetres.h"
+#include "common/IniFile.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "engine/Settings.h"
@@ -11,6 +12,7 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -71,22 +73,18 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     txtMessage->setReadOnly(true);
     gAppliquerPolice(txtMessage);
 
-    // The actions on the shown message come later: they stay disabled until they work.
+    // Printing comes later: it stays disabled until it works.
     cmdRepondre = controle<QPushButton>(this, "cmdRepondre", QStringLiteral("&Répondre"));
     chkAjouterMessageReponse = controle<QCheckBox>(this, "chkAjouterMessageReponse", QStringLiteral("Ajouter"));
     cmdRechercher = controle<QPushButton>(this, "cmdRechercher", QStringLiteral("Rechercher"));
     cmdImprimer = controle<QPushButton>(this, "cmdImprimer", QStringLiteral("&Imprimer..."));
     cmdSupprimer = controle<QPushButton>(this, "cmdSupprimer", QStringLiteral("&Supprimer"));
     cmdFermer = controle<QPushButton>(this, "cmdFermer", QStringLiteral("&Fermer"));
-    for (QWidget* w : {static_cast<QWidget*>(cmdRepondre),
-                       static_cast<QWidget*>(chkAjouterMessageReponse),
-                       static_cast<QWidget*>(cmdRechercher),
-                       static_cast<QWidget*>(cmdImprimer),
-                       static_cast<QWidget*>(cmdSupprimer)}) {
-        w->setEnabled(false);
-    }
+    cmdImprimer->setEnabled(false);
     cmdFermer->setDefault(true);
     connect(cmdFermer, &QPushButton::clicked, this, &QWidget::close);
+    connect(cmdRepondre, &QPushButton::clicked, this, &frmMessage::cmdRepondre_Click);
+    connect(cmdSupprimer, &QPushButton::clicked, this, &frmMessage::cmdSupprimer_Click);
 
     fraRechercherTexte = controle<QGroupBox>(this, "fraRechercherTexte", QStringLiteral("Rechercher"));
     txtTexteRecherche = controle<QLineEdit>(fraRechercherTexte, "txtTexteRecherche");
@@ -97,8 +95,14 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     cmdRechercherTexte = controle<QPushButton>(fraRechercherTexte, "cmdRechercherTexte", QStringLiteral("&Suivant"));
     cmdAnnulerRechercheTexte
         = controle<QPushButton>(fraRechercherTexte, "cmdAnnulerRechercheTexte", QStringLiteral("Annuler"));
-    fraRechercherTexte->setEnabled(false);
+    optDepartRecherche[0]->setChecked(true);
     fraRechercherTexte->hide();
+    connect(cmdRechercher, &QPushButton::clicked, fraRechercherTexte, &QWidget::show);
+    connect(cmdAnnulerRechercheTexte, &QPushButton::clicked, fraRechercherTexte, &QWidget::hide);
+    connect(cmdRechercherTexte, &QPushButton::clicked, this, &frmMessage::cmdRechercherTexte_Click);
+    for (int i = 0; i < 2; ++i) {
+        connect(optDepartRecherche[i], &QRadioButton::clicked, this, [this, i] { optDepartRecherche_Click(i); });
+    }
 
     chkRepeterRappel = controle<QCheckBox>(this, "chkRepeterRappel", QStringLiteral("Répéter dans"));
     spnDureeRepetitionRappel = controle<QSpinBox>(this, "spnDureeRepetitionRappel");
@@ -164,6 +168,8 @@ bool frmMessage::mCharger()
             mAfficherMessage();
         }
         cmdSupprimer->hide();
+        optDepartRecherche[0]->hide();
+        optDepartRecherche[1]->hide();
         mVerifierExpediteur();
         break;
     case TypeFenetre::HistoriqueRecu:
@@ -182,6 +188,8 @@ bool frmMessage::mCharger()
         if (envoye) {
             fraExpediteur->setTitle(texteMessage("CadreDestinataire"));
             chkAjouterMessageReponse->hide();
+            // A resend carries the text as it went out.
+            chkAjouterMessageReponse->setChecked(true);
             cmdRepondre->setText(texteMessage("BoutonReenvoyer"));
         }
         break;
@@ -289,6 +297,100 @@ void frmMessage::mAfficherControlesRappel(bool visible)
     chkRepeterRappel->setVisible(visible);
     spnDureeRepetitionRappel->setVisible(visible);
     cboTempsRepetitionRappel->setVisible(visible);
+}
+
+void frmMessage::cmdRepondre_Click()
+{
+    if (mRepondre) {
+        mRepondre(mstrExpediteur,
+                  chkAjouterMessageReponse->isChecked() ? mstrMessage : QString(),
+                  mintTypeFenetre != TypeFenetre::HistoriqueEnvoye);
+    }
+    // Browsing several messages, the window stays for the next one.
+    if (cboUtilisateur->isHidden() || cboUtilisateur->count() <= 1) {
+        close();
+    }
+}
+
+void frmMessage::optDepartRecherche_Click(int index)
+{
+    mintIndexMessageRecherche = index == 1 ? int(mHistorique.size()) - 1
+                                           : gIndexEntree(cboUtilisateur->count(), cboUtilisateur->currentIndex());
+    mintPosTexteRecherche = 1;
+}
+
+void frmMessage::cmdRechercherTexte_Click()
+{
+    const QString texte = txtTexteRecherche->text();
+    const bool unSeul = mintTypeFenetre == TypeFenetre::NouveauMessage;
+    const auto trouve
+        = unSeul ? gRechercherTexte({EntreeHistorique {{}, {}, mstrMessage}}, texte, 0, mintPosTexteRecherche)
+                 : gRechercherTexte(mHistorique, texte, mintIndexMessageRecherche, mintPosTexteRecherche);
+    if (!trouve) {
+        mintPosTexteRecherche = 1;
+        if (!unSeul) {
+            mintIndexMessageRecherche = -1;
+        }
+        gMessageBox(gParametres().fichierLangue, QStringLiteral("FinRechercheTexte"), MsgStyle::Information);
+        return;
+    }
+    if (!unSeul) {
+        // Choosing the line shows the entry and resets the position.
+        const int ligne = int(mHistorique.size()) - trouve->index - 1;
+        if (cboUtilisateur->currentIndex() != ligne) {
+            cboUtilisateur->setCurrentIndex(ligne);
+        } else {
+            mChoisirLigne(ligne);
+        }
+    }
+    QTextCursor curseur = txtMessage->textCursor();
+    curseur.setPosition(trouve->position - 1);
+    curseur.setPosition(trouve->position - 1 + int(texte.size()), QTextCursor::KeepAnchor);
+    txtMessage->setTextCursor(curseur);
+    mintPosTexteRecherche = trouve->position + 1;
+}
+
+void frmMessage::cmdSupprimer_Click()
+{
+    if (gMessageBox(gParametres().fichierLangue, QStringLiteral("SupprimerMessage"), MsgStyle::Question)
+        != MsgResult::Yes) {
+        return;
+    }
+    const int nbLignes = cboUtilisateur->count();
+    const int ligne = cboUtilisateur->currentIndex();
+    const int index = gIndexEntree(nbLignes, ligne);
+    if (index < 0 || index >= mHistorique.size()) {
+        return;
+    }
+    const bool envoye = gHistoriqueEnvoye(mintTypeFenetre);
+    try {
+        IniFile(gFichierDonnees())
+            .writeString(QLatin1String(envoye ? SectionMessageEnvoye : SectionMessageRecu),
+                         mHistorique.at(index).cle,
+                         std::nullopt);
+    } catch (const std::exception& e) {
+        gSignalerEchecEcriture(gFichierDonnees(), QString::fromLocal8Bit(e.what()));
+        return;
+    }
+    if (nbLignes == 1) {
+        close();
+        return;
+    }
+    mObtenirHistoriqueMessage(QString());
+    mChargerListeUtilisateurDateHeure();
+    const int nouvelle = std::min(ligne, cboUtilisateur->count() - 1);
+    cboUtilisateur->setCurrentIndex(nouvelle);
+    cboUtilisateur->setFocus();
+}
+
+void frmMessage::keyPressEvent(QKeyEvent* event)
+{
+    const bool entree = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (entree && fraRechercherTexte->isVisible() && cmdRechercherTexte->isEnabled()) {
+        cmdRechercherTexte->click();
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }
 
 void frmMessage::closeEvent(QCloseEvent* event)

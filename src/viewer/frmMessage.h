@@ -5,6 +5,8 @@
 
 #include <QWidget>
 
+#include <functional>
+
 class QCheckBox;
 class QComboBox;
 class QGroupBox;
@@ -49,6 +51,8 @@ public:
     // The peer address of a new message: checked against the sender's addresses when given.
     QString mstrAdressePair;
     ResolveursExpediteur mResolveurs = gResolveursReseau(); // tests keep it off the LAN
+    // The main window's mRepondre (station, text, prefix flag), given by the opener.
+    std::function<void(const QString&, const QString&, bool)> mRepondre;
 
     bool mblnAucunMessage = false;
     int mintIndexMessageRecherche = 0;
@@ -82,12 +86,17 @@ Q_SIGNALS:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void mChoisirLigne(int ligne);
     void mAfficherControlesRappel(bool visible);
     void mVerifierExpediteur();
     void mAfficherExpediteurDouteux();
+    void cmdRepondre_Click();
+    void optDepartRecherche_Click(int index);
+    void cmdRechercherTexte_Click();
+    void cmdSupprimer_Click();
 
     TypeFenetre mintTypeFenetre;
     QList<EntreeHistorique> mHistorique;

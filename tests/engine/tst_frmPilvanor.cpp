@@ -227,6 +227,32 @@ private Q_SLOTS:
         }
     }
 
+    void replyQuotesAndSelectsTheStation_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("prefix");
+        QTest::addColumn<QString>("composed");
+        QTest::newRow("quoted") << "a\r\nb" << true << "\n\n> a\n> b";
+        QTest::newRow("resend") << "a\r\nb" << false << "a\nb";
+        QTest::newRow("empty") << "" << true << "";
+    }
+
+    void replyQuotesAndSelectsTheStation()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, prefix);
+        QFETCH(QString, composed);
+        frmPilvanor w;
+        w.charger();
+        w.optDestinataire[1]->setChecked(true);
+        w.txtMessage->setPlainText("old");
+        w.mRepondre("pc7 (x)", text, prefix);
+        QCOMPARE(w.txtMessage->toPlainText(), composed);
+        QVERIFY(w.optDestinataire[0]->isChecked());
+        QCOMPARE(w.cboDestinataire->currentText(), "PC7 (PC7)");
+        QCOMPARE(IniFile(gFichierDonnees()).readString(SectionUtilisateur, "PC7"), "PC7|0");
+    }
+
     void sendNeedsRecipientAndText()
     {
         const std::tuple<const char*, const char*, bool> cas[]

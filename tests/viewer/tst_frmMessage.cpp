@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -131,6 +132,39 @@ private Q_SLOTS:
         w.show();
         loop.exec();
         QCOMPARE(w.lblExpediteurDouteux->isVisible() ? w.lblExpediteurDouteux->text() : QString(), warning);
+    }
+
+    void searchGoesTowardOlderMessages()
+    {
+        const QList<EntreeHistorique> h {{"1", "PC1", "Cat\r\nx"}, {"2", "PC1", "dog"}, {"3", "PC1", "a cat CAT"}};
+        const std::tuple<int, int, int, int> cas[] // from index, position -> found index, position (-1: end)
+            = {{2, 1, 2, 3}, {2, 4, 2, 7}, {2, 8, 0, 1}, {1, 1, 0, 1}, {0, 2, -1, -1}, {5, 1, 2, 3}};
+        for (const auto& [index, position, foundIndex, foundPosition] : cas) {
+            const auto hit = gRechercherTexte(h, "cAt", index, position);
+            QCOMPARE(hit ? hit->index * 100 + hit->position : -101, foundIndex * 100 + foundPosition);
+        }
+        QCOMPARE(gRechercherTexte(h, "x", 0, 1)->position, 5); // shown with a bare line feed
+    }
+
+    void deleteAsksThenSelectsTheSameLine()
+    {
+        for (const char* key : {"20040101000000000", "20040102000000000", "20040103000000000"}) {
+            store(SectionMessageRecu, key, QString("PC1|") + key);
+        }
+        frmMessage w(TypeFenetre::HistoriqueRecu);
+        QVERIFY(w.mCharger());
+        int answer = MsgResult::No;
+        setMessageBoxPresenter([&answer](const QString&, int, const QString&) { return answer; });
+        w.cboUtilisateur->setCurrentIndex(2);
+        for (const auto& [reply, count, line, shown] : {std::tuple {int(MsgResult::No), 3, 2, "20040101000000000"},
+                                                        {int(MsgResult::Yes), 2, 1, "20040102000000000"},
+                                                        {int(MsgResult::Yes), 1, 0, "20040103000000000"}}) {
+            answer = reply;
+            w.cmdSupprimer->click();
+            QCOMPARE(gLireHistorique(false).size(), count);
+            QCOMPARE(w.cboUtilisateur->currentIndex(), line);
+            QCOMPARE(w.txtMessage->toPlainText(), shown);
+        }
     }
 
     void captionsComeFromTheLanguageFile()
