@@ -6,6 +6,7 @@
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
+#include "common/OuvrirTexte.h"
 #include "common/Paths.h"
 #include "engine/Envoi.h"
 #include "engine/GlobalHotKey.h"
@@ -227,6 +228,12 @@ void frmPilvanor::construireBarresOutils()
     bouton(tlbMessage, "OuvrirTexteSelectionne", "document-open", QStyle::SP_DialogOpenButton);
 
     connect(boutonBarreOutils(QStringLiteral("EffacerMessage")), &QAction::triggered, mnuMesEffacer, &QAction::trigger);
+    connect(boutonBarreOutils(QStringLiteral("OuvrirTexteSelectionne")), &QAction::triggered, this, [this] {
+        const QString selection = txtMessage->textCursor().selectedText();
+        if (!selection.isEmpty()) {
+            gOuvrirTexteSelectionne(this, selection);
+        }
+    });
     connect(boutonBarreOutils(QStringLiteral("EnvoyerMessage")), &QAction::triggered, mnuMesEnvoyer, &QAction::trigger);
     connect(boutonBarreOutils(QStringLiteral("HistoriqueMessageRecu")),
             &QAction::triggered,
@@ -236,14 +243,8 @@ void frmPilvanor::construireBarresOutils()
             &QAction::triggered,
             mnuHisHistoriqueMessageEnvoye,
             &QAction::trigger);
-    for (const char* cle : {"Utilisateurs",
-                            "Groupes",
-                            "MessagePredefini",
-                            "ListeRappel",
-                            "Preference",
-                            "AProposDe",
-                            "AidePilvanor",
-                            "OuvrirTexteSelectionne"}) {
+    for (const char* cle :
+         {"Utilisateurs", "Groupes", "MessagePredefini", "ListeRappel", "Preference", "AProposDe", "AidePilvanor"}) {
         boutonBarreOutils(QLatin1String(cle))->setEnabled(false);
     }
 }

@@ -2,6 +2,7 @@
 #include "common/IniFile.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/OuvrirTexte.h"
 #include "common/Paths.h"
 #include "engine/Envoi.h"
 #include "engine/Placeholders.h"
@@ -375,6 +376,31 @@ private Q_SLOTS:
         QCOMPARE(IniFile(gFichierParametres()).readSection(SectionRappel).size(), 1);
         QVERIFY(gLireHistorique(false).isEmpty());
         QCOMPARE(w.nombreNouveauxMessages(), 0);
+    }
+    void openSelectedTextOpensAddressOrFileOrSaysMissing()
+    {
+        QList<QUrl> opened;
+        setOuvreurUrl([&opened](const QUrl& url) {
+            opened.append(url);
+            return true;
+        });
+        frmPilvanor w;
+        gParametres().fichierLangue = langFile("ENG");
+        QVERIFY(QFile(m_home->filePath("here.txt")).open(QIODevice::WriteOnly));
+        for (const QString text : {"readme.txt", "here.txt", "www.example.org", ""}) {
+            w.txtMessage->setPlainText("see " + text);
+            QTextCursor c = w.txtMessage->textCursor();
+            c.setPosition(4);
+            c.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+            w.txtMessage->setTextCursor(c);
+            w.boutonBarreOutils("OuvrirTexteSelectionne")->trigger();
+        }
+        setOuvreurUrl({});
+        QCOMPARE(m_boxes.size(), 1);
+        QCOMPARE(m_boxes[0].second, int(MsgStyle::Exclamation));
+        QVERIFY(m_boxes[0].first.contains(m_home->filePath("readme.txt")));
+        QCOMPARE(opened,
+                 QList<QUrl>({QUrl::fromLocalFile(m_home->filePath("here.txt")), QUrl("http://www.example.org")}));
     }
 };
 

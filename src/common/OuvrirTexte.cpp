@@ -1,0 +1,93 @@
+#include "common/OuvrirTexte.h"
+
+#include "common/Language.h"
+#include "engine/Settings.h"
+
+#include <QDesktopServices>
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
+
+namespace pv {
+
+namespace {
+
+OuvreurUrl& ouvreur()
+{
+    static OuvreurUrl o;
+    return o;
+}
+
+bool ouvrir(const QUrl& url)
+{
+    return ouvreur() ? ouvreur()(url) : QDesktopServices::openUrl(url);
+}
+
+// The address a text names, or an invalid URL when it is not one.
+QUrl adresseWeb(const QString& texte)
+{
+    static const QRegularExpression schema(QStringLiteral("^(https?://|ftp://|mailto:)"),
+                                           QRegularExpression::CaseInsensitiveOption);
+    if (schema.match(texte).hasMatch()) {
+        return QUrl(texte, QUrl::StrictMode);
+    }
+    if (texte.startsWith(QLatin1String("www."), Qt::CaseInsensitive)) {
+        return QUrl(QStringLiteral("http://") + texte, QUrl::StrictMode);
+    }
+    return {};
+}
+
+QString chemin(const QString& texte)
+{
+    const QString home = QDir::homePath();
+    if (texte == QLatin1String("~")) {
+        return home;
+    }
+    if (texte.startsWith(QLatin1String("~/"))) {
+        return home + texte.mid(1);
+    }
+    return QDir(home).absoluteFilePath(texte);
+}
+
+} // namespace
+
+void setOuvreurUrl(OuvreurUrl o)
+{
+    ouvreur() = std::move(o);
+}
+
+void gOuvrirTexteSelectionne(QWidget* /*proprietaire*/, const QString& selection)
+{
+    const QString texte = selection.trimmed();
+    if (texte.isEmpty()) {
+        return;
+    }
+    if (const QUrl url = adresseWeb(texte); url.isValid()) {
+        ouvrir(url);
+        return;
+    }
+    const QString fichier = chemin(texte);
+    const QString& langue = gParametres().fichierLangue;
+    if (!QFileInfo::exists(fichier)) {
+        gMessageBox(langue, QStringLiteral("TexteSelectionneIntrouvable"), MsgStyle::Exclamation, {fichier});
+        return;
+    }
+    if (ouvrir(QUrl::fromLocalFile(fichier))) {
+        return;
+    }
+    if (gMessageBox(langue, QStringLiteral("TexteSelectionneAucuneAssociation"), MsgStyle::Question)
+        != MsgResult::Yes) {
+        return;
+    }
+    // The user's editor as one program and one argument: no shell to read the path.
+    QString editeur = qEnvironmentVariable("VISUAL");
+    if (editeur.isEmpty()) {
+        editeur = qEnvironmentVariable("EDITOR");
+    }
+    if (!editeur.isEmpty()) {
+        QProcess::startDetached(editeur, {fichier});
+    }
+}
+
+} // namespace pv

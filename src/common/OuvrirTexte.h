@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+
+class QWidget;
+
+namespace pv {
+
+// Opens a selected text: a web address in the browser, a file or folder with the desktop's program for it.
+// Never through a shell: the text comes from other people's messages.
+void gOuvrirTexteSelectionne(QWidget* proprietaire, const QString& texte);
+
+// What opens a URL (QDesktopServices::openUrl by default); false when nothing could open it. Tests replace it
+// so that nothing is ever opened; an empty function restores the default.
+using OuvreurUrl = std::function<bool(const QUrl& url)>;
+void setOuvreurUrl(OuvreurUrl ouvreur);
+
+} // namespace pv
