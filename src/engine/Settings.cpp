@@ -20,15 +20,6 @@ namespace {
 QString g_fichierParametres;
 Parametres g_parametres;
 
-template<typename T>
-void lireIndicateur(const char* cle, const char* defaut, T& cible)
-{
-    if (auto n
-        = gValeurStricte(gObtenirParametre(QLatin1String(SectionGeneral), QLatin1String(cle), QLatin1String(defaut)))) {
-        cible = (*n == 1);
-    }
-}
-
 } // namespace
 
 QString gFichierParametres()
@@ -139,9 +130,17 @@ void gAnalyserPoliceMessage(const QString& texte, PoliceMessage& police)
 void gChargerParametres()
 {
     Parametres& p = g_parametres;
-    const QLatin1String general(SectionGeneral);
-    auto lire = [&](const char* cle, const QString& defaut) {
-        return gObtenirParametre(general, QLatin1String(cle), defaut);
+    // One read of the store for every key.
+    const IniDocument store = g_fichierParametres.isEmpty() ? IniDocument() : IniFile(g_fichierParametres).load();
+    auto lireDans = [&](const char* section, const char* cle, const QString& defaut) {
+        return store.value(QLatin1String(section), QLatin1String(cle)).value_or(defaut);
+    };
+    auto lire = [&](const char* cle, const QString& defaut) { return lireDans(SectionGeneral, cle, defaut); };
+    // Flags convert strictly: a text that is not a number leaves the former value.
+    auto lireIndicateur = [&](const char* section, const char* cle, const char* defaut, bool& cible) {
+        if (auto n = gValeurStricte(lireDans(section, cle, QLatin1String(defaut)))) {
+            cible = (*n == 1);
+        }
     };
 
     p.langue = lire("Langue", QStringLiteral("ENG")).trimmed();
@@ -151,28 +150,25 @@ void gChargerParametres()
     gAnalyserPoliceMessage(p.policeMessageTexte, p.police);
     p.demarrerAvecSysteme = gAutostartActif();
 
-    lireIndicateur("DemarrerMinimise", "0", p.demarrerMinimise);
-    lireIndicateur("MinimiserSysTray", "1", p.minimiserSysTray);
-    lireIndicateur("MinimiserBoutonX", "0", p.minimiserBoutonX);
-    lireIndicateur("AfficherStationAvecNomIP", "0", p.afficherStationAvecNomIP);
-    lireIndicateur("GarderPositionTailleFenetre", "1", p.garderPositionTailleFenetre);
-    lireIndicateur("JouerFichierSon", "0", p.jouerFichierSon);
+    lireIndicateur(SectionGeneral, "DemarrerMinimise", "0", p.demarrerMinimise);
+    lireIndicateur(SectionGeneral, "MinimiserSysTray", "1", p.minimiserSysTray);
+    lireIndicateur(SectionGeneral, "MinimiserBoutonX", "0", p.minimiserBoutonX);
+    lireIndicateur(SectionGeneral, "AfficherStationAvecNomIP", "0", p.afficherStationAvecNomIP);
+    lireIndicateur(SectionGeneral, "GarderPositionTailleFenetre", "1", p.garderPositionTailleFenetre);
+    lireIndicateur(SectionGeneral, "JouerFichierSon", "0", p.jouerFichierSon);
     p.fichierSon = lire("FichierSon", QString());
-    p.signature = gDecoderTexte(gObtenirParametre(QLatin1String(SectionSignature), QStringLiteral("Texte")));
-    if (auto n = gValeurStricte(
-            gObtenirParametre(QLatin1String(SectionSignature), QStringLiteral("AjouterAutomatiquement"), "0"))) {
-        p.ajouterSignature = (*n == 1);
-    }
-    lireIndicateur("CapturerMessage", "1", p.capturerMessage);
+    p.signature = gDecoderTexte(lireDans(SectionSignature, "Texte", QString()));
+    lireIndicateur(SectionSignature, "AjouterAutomatiquement", "0", p.ajouterSignature);
+    lireIndicateur(SectionGeneral, "CapturerMessage", "1", p.capturerMessage);
     if (auto n = gValeurStricte(lire("IntervalleCaptureMessage", QStringLiteral("100")))) {
         p.intervalleCaptureMessage = *n;
     }
     const int affichage = gValeurNombreInitial(lire("AffichageMessage", QStringLiteral("0")));
     p.affichageMessage = (affichage >= 0 && affichage <= 2) ? static_cast<AffichageMessage>(affichage)
                                                             : AffichageMessage::DifferenteFenetre;
-    lireIndicateur("MinimiserApresEnvoi", "1", p.minimiserApresEnvoi);
-    lireIndicateur("EffacerMessageApresEnvoi", "1", p.effacerMessageApresEnvoi);
-    lireIndicateur("PingStationAvantEnvoi", "1", p.pingStationAvantEnvoi);
+    lireIndicateur(SectionGeneral, "MinimiserApresEnvoi", "1", p.minimiserApresEnvoi);
+    lireIndicateur(SectionGeneral, "EffacerMessageApresEnvoi", "1", p.effacerMessageApresEnvoi);
+    lireIndicateur(SectionGeneral, "PingStationAvantEnvoi", "1", p.pingStationAvantEnvoi);
     p.delaiAttente = gValeurNombreInitial(lire("DelaiAttente", QStringLiteral("500")));
     p.expediteur = lire("Expediteur", gObtenirNomHote());
     p.caractereDevantReponseExpediteur = lire("CaractereDevantReponseExpediteur", QStringLiteral("> "));
@@ -180,8 +176,8 @@ void gChargerParametres()
     p.titreFenetreMessenger = lire("TitreFenetreMessenger", QStringLiteral("Messenger Service "));
     p.enteteFenetreMessenger
         = lire("EnteteFenetreMessenger", QStringLiteral("Message from #EXPEDITEUR# to #DESTINATAIRE# on #DATE#"));
-    lireIndicateur("AjouterMessagePredefini", "0", p.ajouterMessagePredefini);
-    lireIndicateur("EncrypterMessage", "0", p.encrypterMessage);
+    lireIndicateur(SectionGeneral, "AjouterMessagePredefini", "0", p.ajouterMessagePredefini);
+    lireIndicateur(SectionGeneral, "EncrypterMessage", "0", p.encrypterMessage);
 }
 
 std::optional<QRect> gLirePositionFenetre(const QString& cle)

@@ -647,9 +647,7 @@ void frmPilvanor::ouvrirHistorique(bool envoye)
         return;
     }
     relierRepondre(fenetre);
-    fenetre->show();
-    fenetre->raise();
-    fenetre->activateWindow();
+    devant(fenetre);
 }
 
 void frmPilvanor::relierRepondre(frmMessage* fenetre)
