@@ -1,3 +1,4 @@
+#include "common/LecteurSon.h"
 #include "common/MessageBoxes.h"
 #include "common/Paths.h"
 #include "engine/Settings.h"
@@ -54,6 +55,7 @@ int main(int argc, char** argv)
     // The window may live in the tray: the program ends by its Quit menus, not when no window shows.
     QApplication::setQuitOnLastWindowClosed(false);
     pv::installMessageBoxes();
+    pv::installLecteurSon();
 
     pv::gDefinirFichierParametres(pv::gCheminFichierParametres());
     if (pv::gFichierParametres().isEmpty()) {

@@ -55,8 +55,18 @@ void gAppliquerPolice(QWidget* controle)
     font.setUnderline(p.souligne);
     controle->setFont(font);
     QPalette palette = controle->palette();
-    palette.setColor(QPalette::Text, QColor(p.couleur & 0xFF, (p.couleur >> 8) & 0xFF, (p.couleur >> 16) & 0xFF));
+    palette.setColor(QPalette::Text, gCouleurPolice(p.couleur));
     controle->setPalette(palette);
+}
+
+QColor gCouleurPolice(qint32 couleur)
+{
+    return QColor(couleur & 0xFF, (couleur >> 8) & 0xFF, (couleur >> 16) & 0xFF);
+}
+
+qint32 gValeurCouleur(const QColor& couleur)
+{
+    return couleur.red() | (couleur.green() << 8) | (couleur.blue() << 16);
 }
 
 } // namespace pv

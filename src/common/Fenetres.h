@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QString>
 
 class QWidget;
@@ -15,5 +16,8 @@ bool gRestaurerPositionFenetre(QWidget* fenetre, const QString& cle);
 void gEnregistrerPositionFenetre(QWidget* fenetre, const QString& cle);
 // The message font and colour of the settings, on any control that shows message text.
 void gAppliquerPolice(QWidget* controle);
+// A colour of the settings (red in the low byte, blue in the high byte) and back.
+QColor gCouleurPolice(qint32 couleur);
+qint32 gValeurCouleur(const QColor& couleur);
 
 } // namespace pv

@@ -6,6 +6,7 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileInfo>
+#include <QPlainTextEdit>
 #include <QProcess>
 #include <QRegularExpression>
 
@@ -87,6 +88,14 @@ void gOuvrirTexteSelectionne(QWidget* /*proprietaire*/, const QString& selection
     }
     if (!editeur.isEmpty()) {
         QProcess::startDetached(editeur, {fichier});
+    }
+}
+
+void gOuvrirTexteSelectionne(QPlainTextEdit* texte)
+{
+    const QString selection = texte->textCursor().selectedText();
+    if (!selection.isEmpty()) {
+        gOuvrirTexteSelectionne(texte->window(), selection);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+class QPlainTextEdit;
 class QWidget;
 
 namespace pv {
@@ -12,6 +13,8 @@ namespace pv {
 // Opens a selected text: a web address in the browser, a file or folder with the desktop's program for it.
 // Never through a shell: the text comes from other people's messages.
 void gOuvrirTexteSelectionne(QWidget* proprietaire, const QString& texte);
+// The same for what is selected in a text box; nothing when nothing is.
+void gOuvrirTexteSelectionne(QPlainTextEdit* texte);
 
 // What opens a URL (QDesktopServices::openUrl by default); false when nothing could open it. Tests replace it
 // so that nothing is ever opened; an empty function restores the default.

@@ -127,6 +127,17 @@ void gAnalyserPoliceMessage(const QString& texte, PoliceMessage& police)
     }
 }
 
+QString gTextePoliceMessage(const PoliceMessage& police)
+{
+    return QStringList({police.nom,
+                        QString::number(police.taille),
+                        gTexteIndicateur(police.gras),
+                        gTexteIndicateur(police.italique),
+                        gTexteIndicateur(police.souligne),
+                        QString::number(police.couleur)})
+        .join(QLatin1Char(','));
+}
+
 void gChargerParametres()
 {
     Parametres& p = g_parametres;

@@ -72,6 +72,8 @@ Parametres& gParametres();
 void gChargerParametres();
 // Fills the font from a "face,size,bold,italic,underline,colour" text; a shorter text leaves the later parts.
 void gAnalyserPoliceMessage(const QString& texte, PoliceMessage& police);
+// The font back in its setting form.
+QString gTextePoliceMessage(const PoliceMessage& police);
 
 // Conversions of stored texts: by leading number ("12abc" is 12, "abc" is 0), or strictly (nullopt when the
 // text is not a number).

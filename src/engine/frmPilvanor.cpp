@@ -8,6 +8,7 @@
 #include "common/NetworkProbes.h"
 #include "common/OuvrirTexte.h"
 #include "common/Paths.h"
+#include "common/Son.h"
 #include "engine/Envoi.h"
 #include "engine/GlobalHotKey.h"
 #include "engine/LanceurService.h"
@@ -229,10 +230,7 @@ void frmPilvanor::construireBarresOutils()
 
     connect(boutonBarreOutils(QStringLiteral("EffacerMessage")), &QAction::triggered, mnuMesEffacer, &QAction::trigger);
     connect(boutonBarreOutils(QStringLiteral("OuvrirTexteSelectionne")), &QAction::triggered, this, [this] {
-        const QString selection = txtMessage->textCursor().selectedText();
-        if (!selection.isEmpty()) {
-            gOuvrirTexteSelectionne(this, selection);
-        }
+        gOuvrirTexteSelectionne(txtMessage);
     });
     connect(boutonBarreOutils(QStringLiteral("EnvoyerMessage")), &QAction::triggered, mnuMesEnvoyer, &QAction::trigger);
     connect(boutonBarreOutils(QStringLiteral("HistoriqueMessageRecu")),
@@ -745,9 +743,12 @@ void frmPilvanor::mCapturerMessage()
     }
     const ResultatCapture r = m_capture->mCapturerMessage();
     for (const RappelDeclenche& rappel : r.rappels) {
+        gJouerFichierSon();
         afficherRappel(rappel);
     }
     if (r.message) {
+        // Once the message is stored, before it shows.
+        gJouerFichierSon();
         mNotifierMessage(*r.message);
     }
 }

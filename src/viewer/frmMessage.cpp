@@ -1,11 +1,16 @@
 #include "viewer/frmMessage.h"
 
+#include "common/Dialogues.h"
 #include "common/Fenetres.h"
+#include "common/Impression.h"
 #include "common/IniFile.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/OuvrirTexte.h"
 #include "engine/Settings.h"
+#include "viewer/PageImpression.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
@@ -15,10 +20,13 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPlainTextEdit>
+#include <QPrinter>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSpinBox>
+#include <QTextDocumentFragment>
 #include <QVBoxLayout>
 
 namespace pv {
@@ -59,6 +67,7 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     cboUtilisateur = controle<QComboBox>(this, "cboUtilisateur");
     fraExpediteur = controle<QGroupBox>(this, "fraExpediteur", QStringLiteral("Expéditeur"));
     txtUtilisateur = champLecture(fraExpediteur, "txtUtilisateur");
+    lblDateHeure = controle<QLabel>(fraExpediteur, "lblDateHeure", QStringLiteral("Date / Heure"));
     txtDateHeure = champLecture(fraExpediteur, "txtDateHeure");
     // The whole "yyyy-mm-dd hh:mm:ss" stays readable.
     txtDateHeure->setMinimumWidth(txtDateHeure->fontMetrics().horizontalAdvance(QStringLiteral("0000-00-00 00:00:00"))
@@ -72,19 +81,23 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     txtMessage = controle<QPlainTextEdit>(fraMessage, "txtMessage");
     txtMessage->setReadOnly(true);
     gAppliquerPolice(txtMessage);
+    mnuOuvrirTexteSelectionne = new QAction(QStringLiteral("Ouvrir le texte sélectionné"), this);
+    mnuOuvrirTexteSelectionne->setObjectName(QStringLiteral("OuvrirTexteSelectionne"));
+    connect(mnuOuvrirTexteSelectionne, &QAction::triggered, this, [this] { gOuvrirTexteSelectionne(txtMessage); });
+    txtMessage->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(txtMessage, &QWidget::customContextMenuRequested, this, &frmMessage::txtMessage_MenuContextuel);
 
-    // Printing comes later: it stays disabled until it works.
     cmdRepondre = controle<QPushButton>(this, "cmdRepondre", QStringLiteral("&Répondre"));
     chkAjouterMessageReponse = controle<QCheckBox>(this, "chkAjouterMessageReponse", QStringLiteral("Ajouter"));
     cmdRechercher = controle<QPushButton>(this, "cmdRechercher", QStringLiteral("Rechercher"));
     cmdImprimer = controle<QPushButton>(this, "cmdImprimer", QStringLiteral("&Imprimer..."));
     cmdSupprimer = controle<QPushButton>(this, "cmdSupprimer", QStringLiteral("&Supprimer"));
     cmdFermer = controle<QPushButton>(this, "cmdFermer", QStringLiteral("&Fermer"));
-    cmdImprimer->setEnabled(false);
     cmdFermer->setDefault(true);
     connect(cmdFermer, &QPushButton::clicked, this, &QWidget::close);
     connect(cmdRepondre, &QPushButton::clicked, this, &frmMessage::cmdRepondre_Click);
     connect(cmdSupprimer, &QPushButton::clicked, this, &frmMessage::cmdSupprimer_Click);
+    connect(cmdImprimer, &QPushButton::clicked, this, &frmMessage::cmdImprimer_Click);
 
     fraRechercherTexte = controle<QGroupBox>(this, "fraRechercherTexte", QStringLiteral("Rechercher"));
     txtTexteRecherche = controle<QLineEdit>(fraRechercherTexte, "txtTexteRecherche");
@@ -116,8 +129,9 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
 
     auto* expediteur = new QGridLayout(fraExpediteur);
     expediteur->addWidget(txtUtilisateur, 0, 0);
-    expediteur->addWidget(txtDateHeure, 0, 1);
-    expediteur->addWidget(lblExpediteurDouteux, 1, 0, 1, 2);
+    expediteur->addWidget(lblDateHeure, 0, 1);
+    expediteur->addWidget(txtDateHeure, 0, 2);
+    expediteur->addWidget(lblExpediteurDouteux, 1, 0, 1, 3);
     expediteur->setColumnStretch(0, 1);
     (new QVBoxLayout(fraMessage))->addWidget(txtMessage);
     auto* recherche = new QGridLayout(fraRechercherTexte);
@@ -381,6 +395,42 @@ void frmMessage::cmdSupprimer_Click()
     const int nouvelle = std::min(ligne, cboUtilisateur->count() - 1);
     cboUtilisateur->setCurrentIndex(nouvelle);
     cboUtilisateur->setFocus();
+}
+
+void frmMessage::cmdImprimer_Click()
+{
+    const QString selection = txtMessage->textCursor().selection().toPlainText();
+    QPrinter imprimante(QPrinter::HighResolution);
+    if (!gDialogueImpression(this, imprimante, !selection.isEmpty())) {
+        return;
+    }
+    const QFont police = gPoliceImpression();
+    PageImpression page;
+    page.type = mintTypeFenetre;
+    page.legendeExpediteur = fraExpediteur->title();
+    page.expediteur = txtUtilisateur->text();
+    page.legendeDateHeure = lblDateHeure->text();
+    page.dateHeure = txtDateHeure->text();
+    page.titreRappel = texteMessage("TitreFenetreRappel");
+    page.message = !selection.isEmpty() && imprimante.printRange() == QPrinter::Selection ? selection
+                                                                                          : txtMessage->toPlainText();
+    page.longueurRegle = gLongueurRegle(imprimante, police);
+    if (!gImprimerTexte(imprimante, gTexteImpression(page), police)) {
+        const QString destination
+            = imprimante.outputFileName().isEmpty() ? imprimante.printerName() : imprimante.outputFileName();
+        gMessageBox(
+            gParametres().fichierLangue, QStringLiteral("ImpressionImpossible"), MsgStyle::Exclamation, {destination});
+    }
+}
+
+void frmMessage::txtMessage_MenuContextuel(const QPoint& position)
+{
+    QMenu* menu = txtMessage->createStandardContextMenu(position);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->addSeparator();
+    mnuOuvrirTexteSelectionne->setEnabled(txtMessage->textCursor().hasSelection());
+    menu->addAction(mnuOuvrirTexteSelectionne);
+    menu->popup(txtMessage->viewport()->mapToGlobal(position));
 }
 
 void frmMessage::keyPressEvent(QKeyEvent* event)

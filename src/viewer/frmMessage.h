@@ -7,6 +7,7 @@
 
 #include <functional>
 
+class QAction;
 class QCheckBox;
 class QComboBox;
 class QGroupBox;
@@ -61,10 +62,12 @@ public:
     QComboBox* cboUtilisateur;
     QGroupBox* fraExpediteur;
     QLineEdit* txtUtilisateur;
+    QLabel* lblDateHeure;
     QLineEdit* txtDateHeure;
     QLabel* lblExpediteurDouteux;
     QGroupBox* fraMessage;
     QPlainTextEdit* txtMessage;
+    QAction* mnuOuvrirTexteSelectionne; // in txtMessage's context menu; its key is "OuvrirTexteSelectionne"
     QPushButton* cmdRepondre;
     QCheckBox* chkAjouterMessageReponse;
     QPushButton* cmdRechercher;
@@ -97,6 +100,8 @@ private:
     void optDepartRecherche_Click(int index);
     void cmdRechercherTexte_Click();
     void cmdSupprimer_Click();
+    void cmdImprimer_Click();
+    void txtMessage_MenuContextuel(const QPoint& position);
 
     TypeFenetre mintTypeFenetre;
     QList<EntreeHistorique> mHistorique;

@@ -109,6 +109,9 @@ TEST_F(SettingsTest, MessageFontParsing)
         std::ostringstream got;
         got << p.nom.toStdString() << ' ' << p.taille << ' ' << p.gras << p.italique << p.souligne << ' ' << p.couleur;
         EXPECT_EQ(got.str(), expected) << text;
+        if (QString(text).count(',') == 5) {
+            EXPECT_EQ(gTextePoliceMessage(p), text);
+        }
     }
 }
 

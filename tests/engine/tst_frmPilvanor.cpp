@@ -4,6 +4,7 @@
 #include "common/Language.h"
 #include "common/OuvrirTexte.h"
 #include "common/Paths.h"
+#include "common/Son.h"
 #include "engine/Envoi.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
@@ -377,6 +378,42 @@ private Q_SLOTS:
         QVERIFY(gLireHistorique(false).isEmpty());
         QCOMPARE(w.nombreNouveauxMessages(), 0);
     }
+    void soundPlaysBeforeAReminderOrMessageShows_data()
+    {
+        QTest::addColumn<QString>("on");
+        QTest::addColumn<bool>("present");
+        QTest::addColumn<bool>("played");
+        QTest::newRow("on, file there") << "1" << true << true;
+        QTest::newRow("on, file missing") << "1" << false << false;
+        QTest::newRow("off, file there") << "0" << true << false;
+        QTest::newRow("2 counts as off") << "2" << true << false;
+    }
+
+    void soundPlaysBeforeAReminderOrMessageShows()
+    {
+        QFETCH(QString, on);
+        QFETCH(bool, present);
+        QFETCH(bool, played);
+        const QString wav = m_home->filePath("ding.wav");
+        if (present) {
+            QVERIFY(QFile(wav).open(QIODevice::WriteOnly));
+        }
+        storeSetting("JouerFichierSon", on);
+        storeSetting("FichierSon", wav);
+        IniFile(gFichierParametres()).writeString(SectionRappel, "1", "1|20040102|0304|Wake");
+        frmPilvanor w;
+        w.charger();
+        w.tmrCaptureMessage->stop();
+        QVERIFY(spool("Message from ALICE to BOB on x\r\n\r\nHello"));
+        QStringList sounds; // the file, and how many message windows showed when it played
+        setLecteurSon(
+            [&sounds](const QString& f) { sounds.append(f + '|' + QString::number(messageWindows().size())); });
+        w.mCapturerMessage();
+        setLecteurSon({});
+        QCOMPARE(messageWindows().size(), 2);
+        QCOMPARE(sounds, played ? QStringList({wav + "|0", wav + "|1"}) : QStringList());
+    }
+
     void openSelectedTextOpensAddressOrFileOrSaysMissing()
     {
         QList<QUrl> opened;

@@ -1,6 +1,9 @@
+#include "common/Dialogues.h"
+#include "common/Impression.h"
 #include "common/IniFile.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/OuvrirTexte.h"
 #include "engine/Settings.h"
 #include "viewer/frmMessage.h"
 
@@ -9,7 +12,10 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPlainTextEdit>
+#include <QPrinter>
+#include <QProcess>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -165,6 +171,118 @@ private Q_SLOTS:
             QCOMPARE(w.cboUtilisateur->currentIndex(), line);
             QCOMPARE(w.txtMessage->toPlainText(), shown);
         }
+    }
+
+    void printGivesTheMessagePage_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<bool>("select");   // "World" selected and kept
+        QTest::addColumn<QString>("where"); // "": the dialog is cancelled
+        QTest::addColumn<QString>("page");  // lines that are not empty, the rule as "RULE"
+        QTest::newRow("received") << 1 << false << "out.pdf"
+                                  << "Sender: Alice;Date / Time: 2004-01-01 00:00:00;RULE;Hello;World";
+        QTest::newRow("sent, selection") << 2 << true << "out.pdf"
+                                         << "Recipient: Alice;Date / Time: 2004-01-01 00:00:00;RULE;World";
+        QTest::newRow("reminder") << 3 << false << "out.pdf"
+                                  << "Reminder;Date / Time: 2004/01/02 03:04;RULE;Hello;World";
+        QTest::newRow("cancelled") << 1 << true << ""
+                                   << "";
+        QTest::newRow("cannot write") << 1 << false << "no/such/folder/out.pdf"
+                                      << "";
+    }
+
+    void printGivesTheMessagePage()
+    {
+        QFETCH(int, type);
+        QFETCH(bool, select);
+        QFETCH(QString, where);
+        QFETCH(QString, page);
+        const QString pdftotext = QStandardPaths::findExecutable("pdftotext");
+        if (pdftotext.isEmpty()) {
+            QSKIP("pdftotext (poppler-utils) is missing: the printed page cannot be read back");
+        }
+        const QString pdf = where.isEmpty() ? QString() : m_home->filePath(where);
+        store(type == 2 ? SectionMessageEnvoye : SectionMessageRecu, "20040101000000000", "PC1|Hello¶World");
+        frmMessage w(static_cast<TypeFenetre>(type));
+        w.mstrDateHeure = "2004/01/02 03:04";
+        w.mstrMessage = "Hello\r\nWorld";
+        w.mvarRappel = QStringList({"1", "20040102", "0304", "Hello¶World"});
+        QVERIFY(w.mCharger());
+        if (select) {
+            QTextCursor c = w.txtMessage->textCursor();
+            c.setPosition(6);
+            c.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+            w.txtMessage->setTextCursor(c);
+        }
+        bool offered = false;
+        double width = 0, inch = 0, underscore = 0;
+        setReponseImpression([&](QPrinter& printer, bool avecSelection) {
+            offered = avecSelection;
+            printer.setOutputFormat(QPrinter::PdfFormat);
+            printer.setOutputFileName(pdf);
+            width = printer.width();
+            inch = printer.resolution();
+            underscore = QFontMetricsF(gPoliceImpression(), &printer).horizontalAdvance('_');
+            return !pdf.isEmpty();
+        });
+        w.cmdImprimer->click();
+        setReponseImpression({});
+        QCOMPARE(offered, select);
+        if (page.isEmpty()) {
+            QVERIFY(!QFile::exists(pdf));
+            QCOMPARE(m_boxes.size(), pdf.isEmpty() ? 0 : 1);
+            QVERIFY(pdf.isEmpty() || m_boxes[0].first.contains(pdf));
+            return;
+        }
+        QProcess p;
+        p.start(pdftotext, {"-layout", pdf, "-"});
+        QVERIFY(p.waitForFinished());
+        QStringList lines;
+        QList<qsizetype> colons; // where ": " stands on the caption lines
+        for (const QString& line : QString::fromUtf8(p.readAllStandardOutput()).split('\n')) {
+            const QString l = line.trimmed();
+            if (l.isEmpty()) {
+                continue;
+            }
+            if (l.count('_') == l.size()) {
+                // One line of "_", as wide as the printable width less an inch.
+                QVERIFY2(qAbs(l.size() - (width - inch) / underscore) < 1.0, qPrintable(QString::number(l.size())));
+                lines.append("RULE");
+                continue;
+            }
+            if (!lines.contains("RULE") && l.contains(": ")) {
+                colons.append(line.indexOf(": "));
+            }
+            lines.append(l);
+        }
+        QCOMPARE(lines.join(';'), page);
+        QCOMPARE(colons.size(), type == 3 ? 1 : 2);
+        QCOMPARE(colons.first(), colons.last());
+        QCOMPARE(lines.join(';'), page);
+    }
+
+    void contextMenuOpensTheSelectedText()
+    {
+        QList<QUrl> opened;
+        setOuvreurUrl([&opened](const QUrl& url) {
+            opened.append(url);
+            return true;
+        });
+        frmMessage w(TypeFenetre::NouveauMessage);
+        w.mstrMessage = "see www.example.org";
+        QVERIFY(w.mCharger());
+        w.show();
+        QTextCursor c = w.txtMessage->textCursor();
+        c.setPosition(4);
+        c.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+        w.txtMessage->setTextCursor(c);
+        Q_EMIT w.txtMessage->customContextMenuRequested(QPoint(2, 2));
+        QMenu* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        QVERIFY(menu && menu->actions().contains(w.mnuOuvrirTexteSelectionne));
+        menu->close();
+        w.mnuOuvrirTexteSelectionne->trigger();
+        setOuvreurUrl({});
+        QCOMPARE(opened, QList<QUrl>({QUrl("http://www.example.org")}));
     }
 
     void captionsComeFromTheLanguageFile()

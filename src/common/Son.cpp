@@ -1,0 +1,33 @@
+#include "common/Son.h"
+
+#include "engine/Settings.h"
+
+#include <QFileInfo>
+
+namespace pv {
+
+namespace {
+
+LecteurSon& lecteur()
+{
+    static LecteurSon l;
+    return l;
+}
+
+} // namespace
+
+void setLecteurSon(LecteurSon l)
+{
+    lecteur() = std::move(l);
+}
+
+void gJouerFichierSon()
+{
+    const Parametres& p = gParametres();
+    if (!p.jouerFichierSon || !lecteur() || !QFileInfo(p.fichierSon).isFile()) {
+        return;
+    }
+    lecteur()(p.fichierSon);
+}
+
+} // namespace pv
