@@ -6,6 +6,7 @@
 #include "common/Scrambling.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
+#include "reminders/Rappels.h"
 
 #include <QDir>
 #include <QFile>
@@ -124,19 +125,15 @@ QList<RappelDeclenche> Capture::declencherRappels()
     }
 
     QList<RappelDeclenche> dus;
-    const QString maintenant = gMaintenant().toString(QStringLiteral("yyyyMMddHHmm"));
+    const QString maintenant = gMaintenant().toString(QLatin1String(FormatInstantRappel));
     for (qsizetype i = 0; i < m_rappels.size();) {
         const auto& [cle, valeur] = m_rappels[i];
         const QStringList champs = valeur.split(QLatin1Char('|'));
-        // Too few fields to hold a date and a time: left as it is.
-        const QString prevu = champs.size() >= 3 ? champs[1] + champs[2] : QString();
-        if (prevu.isEmpty() || prevu > maintenant) {
+        if (!gRappelDu(champs, maintenant)) {
             ++i;
             continue;
         }
-        const QString moment = prevu.left(4) + QLatin1Char('/') + prevu.mid(4, 2) + QLatin1Char('/') + prevu.mid(6, 2)
-                               + QLatin1Char(' ') + prevu.mid(8, 2) + QLatin1Char(':') + prevu.mid(10, 2);
-        dus.append({cle, champs, moment, gDecoderTexte(champs.value(3))});
+        dus.append({cle, champs, gMomentRappel(gInstantPrevu(champs)), gDecoderTexte(champs.value(3))});
         gSupprimerParametre(QLatin1String(SectionRappel), cle);
         m_rappels.removeAt(i);
     }

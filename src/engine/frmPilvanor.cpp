@@ -16,6 +16,7 @@
 #include "engine/Settings.h"
 #include "engine/StartUp.h"
 #include "engine/frmEnvoiMessageGroupe.h"
+#include "reminders/frmListeRappel.h"
 #include "viewer/frmMessage.h"
 
 #include <QAction>
@@ -182,14 +183,18 @@ void frmPilvanor::construireMenus()
         ouvrirHistorique(true);
     });
 
+    connect(mnuFicListeRappel, &QAction::triggered, this, [] { frmListeRappel::mAfficher(); });
+    connect(mnuSysListeRappel, &QAction::triggered, this, [this] {
+        restaurer();
+        frmListeRappel::mAfficher();
+    });
+
     pasEncore({mnuFicUtilisateur,
                mnuFicGroupe,
-               mnuFicListeRappel,
                mnuFicPreference,
                mnuMesMessagePredefini,
                mnuAidPilvanor,
                mnuAidAProposDe,
-               mnuSysListeRappel,
                mnuSysPreference,
                mnuSysAProposDe,
                mnuSysAidePilvanor});
@@ -241,8 +246,9 @@ void frmPilvanor::construireBarresOutils()
             &QAction::triggered,
             mnuHisHistoriqueMessageEnvoye,
             &QAction::trigger);
-    for (const char* cle :
-         {"Utilisateurs", "Groupes", "MessagePredefini", "ListeRappel", "Preference", "AProposDe", "AidePilvanor"}) {
+    connect(
+        boutonBarreOutils(QStringLiteral("ListeRappel")), &QAction::triggered, mnuFicListeRappel, &QAction::trigger);
+    for (const char* cle : {"Utilisateurs", "Groupes", "MessagePredefini", "Preference", "AProposDe", "AidePilvanor"}) {
         boutonBarreOutils(QLatin1String(cle))->setEnabled(false);
     }
 }
@@ -762,6 +768,7 @@ void frmPilvanor::afficherRappel(const RappelDeclenche& rappel)
     f->mstrCleRappel = rappel.cle;
     f->mvarRappel = rappel.champs;
     f->mCharger();
+    f->setWindowTitle(QStringLiteral("Pilvanor Reminder"));
     devant(f);
 }
 

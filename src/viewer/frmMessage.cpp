@@ -9,6 +9,9 @@
 #include "common/OuvrirTexte.h"
 #include "engine/Settings.h"
 #include "viewer/PageImpression.h"
+#include "reminders/Rappels.h"
+#include "reminders/SpinDureeRappel.h"
+#include "reminders/frmListeRappel.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -94,7 +97,7 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     cmdSupprimer = controle<QPushButton>(this, "cmdSupprimer", QStringLiteral("&Supprimer"));
     cmdFermer = controle<QPushButton>(this, "cmdFermer", QStringLiteral("&Fermer"));
     cmdFermer->setDefault(true);
-    connect(cmdFermer, &QPushButton::clicked, this, &QWidget::close);
+    connect(cmdFermer, &QPushButton::clicked, this, &frmMessage::cmdFermer_Click);
     connect(cmdRepondre, &QPushButton::clicked, this, &frmMessage::cmdRepondre_Click);
     connect(cmdSupprimer, &QPushButton::clicked, this, &frmMessage::cmdSupprimer_Click);
     connect(cmdImprimer, &QPushButton::clicked, this, &frmMessage::cmdImprimer_Click);
@@ -118,14 +121,11 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     }
 
     chkRepeterRappel = controle<QCheckBox>(this, "chkRepeterRappel", QStringLiteral("Répéter dans"));
-    spnDureeRepetitionRappel = controle<QSpinBox>(this, "spnDureeRepetitionRappel");
-    spnDureeRepetitionRappel->setRange(1, 999);
-    // The spin box's own edit is the duration box.
-    if (auto* duree = spnDureeRepetitionRappel->findChild<QLineEdit*>()) {
-        duree->setObjectName(QStringLiteral("txtDureeRepetitionRappel"));
-    }
+    spnDureeRepetitionRappel = controle<SpinDureeRappel>(this, "spnDureeRepetitionRappel");
+    txtDureeRepetitionRappel = spnDureeRepetitionRappel->txtDureeRepetitionRappel();
     cboTempsRepetitionRappel = controle<QComboBox>(this, "cboTempsRepetitionRappel");
     mAfficherControlesRappel(false);
+    connect(chkRepeterRappel, &QCheckBox::toggled, this, &frmMessage::chkRepeterRappel_Click);
 
     auto* expediteur = new QGridLayout(fraExpediteur);
     expediteur->addWidget(txtUtilisateur, 0, 0);
@@ -218,13 +218,16 @@ bool frmMessage::mCharger()
                            static_cast<QWidget*>(chkAjouterMessageReponse)}) {
             w->hide();
         }
-        // The repeat controls stay hidden until rescheduling exists; their presets are already in place.
-        if (mvarRappel.value(0) == QLatin1String("0")) {
-            spnDureeRepetitionRappel->setValue(15);
+        // Only a once-reminder offers to come back; the others always move on to their next time.
+        if (gTypeRappel(mvarRappel.value(0)) == TypeRappel::UneSeuleFois) {
+            spnDureeRepetitionRappel->setTexte(QStringLiteral("15"));
             cboTempsRepetitionRappel->clear();
             cboTempsRepetitionRappel->addItems(
                 {texteMessage("RepetitionRappelMinute"), texteMessage("RepetitionRappelHeure")});
             cboTempsRepetitionRappel->setCurrentIndex(0);
+            cmdFermer->setText(texteMessage("BoutonOK"));
+            chkRepeterRappel_Click();
+            mAfficherControlesRappel(true);
         }
         mAfficherMessage();
         break;
@@ -311,6 +314,27 @@ void frmMessage::mAfficherControlesRappel(bool visible)
     chkRepeterRappel->setVisible(visible);
     spnDureeRepetitionRappel->setVisible(visible);
     cboTempsRepetitionRappel->setVisible(visible);
+}
+
+void frmMessage::chkRepeterRappel_Click()
+{
+    const bool repeter = chkRepeterRappel->isChecked();
+    spnDureeRepetitionRappel->setEnabled(repeter);
+    cboTempsRepetitionRappel->setEnabled(repeter);
+}
+
+void frmMessage::cmdFermer_Click()
+{
+    // Only this button plans a fired reminder again; any other way of closing ends it.
+    if (mintTypeFenetre == TypeFenetre::Rappel) {
+        if (gTypeRappel(mvarRappel.value(0)) != TypeRappel::UneSeuleFois) {
+            frmListeRappel::mReceduler(mstrCleRappel, mvarRappel, 0, 0);
+        } else if (chkRepeterRappel->isChecked()) {
+            const int duree = qMin(gValeurNombreInitial(spnDureeRepetitionRappel->texte()), 32767);
+            frmListeRappel::mReceduler(mstrCleRappel, mvarRappel, duree, cboTempsRepetitionRappel->currentIndex());
+        }
+    }
+    close();
 }
 
 void frmMessage::cmdRepondre_Click()

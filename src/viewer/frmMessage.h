@@ -16,9 +16,10 @@ class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
 class QRadioButton;
-class QSpinBox;
 
 namespace pv {
+
+class SpinDureeRappel;
 
 // The one window that shows messages: a new one, either history, or a fired reminder. The creator gives the type
 // and, where it applies, the message, the first key or the reminder, then calls mCharger.
@@ -80,7 +81,8 @@ public:
     QPushButton* cmdRechercherTexte;
     QPushButton* cmdAnnulerRechercheTexte;
     QCheckBox* chkRepeterRappel;
-    QSpinBox* spnDureeRepetitionRappel;
+    SpinDureeRappel* spnDureeRepetitionRappel;
+    QLineEdit* txtDureeRepetitionRappel;
     QComboBox* cboTempsRepetitionRappel;
 
 Q_SIGNALS:
@@ -94,6 +96,8 @@ protected:
 private:
     void mChoisirLigne(int ligne);
     void mAfficherControlesRappel(bool visible);
+    void chkRepeterRappel_Click();
+    void cmdFermer_Click();
     void mVerifierExpediteur();
     void mAfficherExpediteurDouteux();
     void cmdRepondre_Click();

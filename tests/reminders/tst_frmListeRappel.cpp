@@ -1,0 +1,202 @@
+#include "common/CadreEdition.h"
+#include "common/IniFile.h"
+#include "common/LabelApplier.h"
+#include "common/Language.h"
+#include "engine/Placeholders.h"
+#include "engine/Settings.h"
+#include "engine/frmPilvanor.h"
+#include "reminders/frmListeRappel.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QDateEdit>
+#include <QGroupBox>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTimeEdit>
+#include <QTreeWidget>
+#include <QtTest>
+
+using namespace pv;
+
+class tst_frmListeRappel : public QObject
+{
+    Q_OBJECT
+
+    static QString langFile(const char* code) { return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + code; }
+    static QStringList stored() { return IniFile(gFichierParametres()).readSection(SectionRappel); }
+    static void store(const QString& cle, const QString& valeur)
+    {
+        IniFile(gFichierParametres()).writeString(SectionRappel, cle, valeur);
+    }
+    static QStringList rows(const frmListeRappel& w)
+    {
+        QStringList out;
+        for (int i = 0; i < w.lstRappel->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem* item = w.lstRappel->topLevelItem(i);
+            out.append(item->text(0) + '/' + item->text(1) + '/' + item->text(2));
+        }
+        return out;
+    }
+
+    std::unique_ptr<QTemporaryDir> m_home;
+    QList<QPair<QString, int>> m_boxes;
+    int m_answer = MsgResult::Yes;
+
+private Q_SLOTS:
+    void init()
+    {
+        m_home = std::make_unique<QTemporaryDir>();
+        qputenv("HOME", m_home->path().toUtf8());
+        gDefinirFichierParametres(m_home->filePath("settings.ini"));
+        gParametres() = Parametres {};
+        gParametres().fichierLangue = langFile("ENG");
+        setHorlogeEssai(QDateTime(QDate(2026, 11, 18), QTime(9, 15, 20))); // a Wednesday
+        m_boxes.clear();
+        m_answer = MsgResult::Yes;
+        setMessageBoxPresenter([this](const QString& text, int style, const QString&) {
+            m_boxes.append({text, style});
+            return m_answer;
+        });
+    }
+
+    void cleanup() { setHorlogeEssai({}); }
+
+    void failedCheckKeepsTheFrameOpenWithTheFocusThere_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("control");
+        QTest::newRow("once, this minute") << 0 << "x"
+                                           << "DateHeureRappelInvalide"
+                                           << "txtHeure";
+        QTest::newRow("weekly, no day") << 2 << "x"
+                                        << "SelectionJourObligatoire"
+                                        << "lstJour";
+        QTest::newRow("no message") << 1 << ""
+                                    << "MessageObligatoire"
+                                    << "txtMessage";
+    }
+
+    void failedCheckKeepsTheFrameOpenWithTheFocusThere()
+    {
+        QFETCH(int, type);
+        QFETCH(QString, message);
+        QFETCH(QString, key);
+        QFETCH(QString, control);
+        frmListeRappel w;
+        w.show();
+        QVERIFY(QTest::qWaitForWindowActive(&w));
+        w.cmdAjouter->click();
+        w.cboPlanification->setCurrentIndex(type);
+        w.txtHeure->setTime(QTime(9, 15));
+        w.txtMessage->setPlainText(message);
+        w.cmdOK->click();
+        QCOMPARE(m_boxes, QList({qMakePair(gMessageTexte(langFile("ENG"), key), int(MsgStyle::Exclamation))}));
+        QVERIFY(w.fraRappel->isVisible());
+        QVERIFY(w.findChild<QWidget*>(control)->hasFocus());
+        QVERIFY(stored().isEmpty());
+    }
+
+    void addOffersTheNextWholeHourAndSelectsTheSavedRow()
+    {
+        store("20261101000000", "1|20261119|0800|Old");
+        frmListeRappel w;
+        w.cmdAjouter->click();
+        QCOMPARE(w.txtHeure->time(), QTime(10, 0));
+        QCOMPARE(w.txtDate->date(), QDate(2026, 11, 18));
+        QVERIFY(w.txtDate->isVisibleTo(&w) && !w.lstJour->isVisibleTo(&w));
+        w.txtMessage->setPlainText("Call\nBob");
+        w.cmdOK->click();
+        QVERIFY(m_boxes.isEmpty());
+        QVERIFY(!w.fraRappel->isVisibleTo(&w) && w.lstRappel->isEnabled());
+        QCOMPARE(stored().last(), QString::fromUtf8("20261118091520=0|20261118|1000|Call¶Bob"));
+        QCOMPARE(rows(w).last(), QString::fromUtf8("Once at 10:00 on 2026-11-18/Today at 10:00/Call¶Bob"));
+        QCOMPARE(w.edition()->ligneSelectionnee(), 1);
+    }
+
+    void modifyShowsTheRecordAndKeepsItsKey()
+    {
+        store("1", "1|20261119|0800|a");
+        store("2", "2|20261120|0800|Two¶lines|1,5");
+        frmListeRappel w;
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        const QRect rect = w.lstRappel->visualItemRect(w.lstRappel->topLevelItem(1));
+        QTest::mouseClick(w.lstRappel->viewport(), Qt::LeftButton, {}, rect.center());
+        QTest::mouseDClick(w.lstRappel->viewport(), Qt::LeftButton, {}, rect.center());
+        QVERIFY(w.fraRappel->isVisible() && !w.edition()->ajout());
+        QCOMPARE(w.cboPlanification->currentIndex(), 2);
+        QVERIFY(w.lstJour->isVisible() && !w.txtDate->isVisible());
+        QList<int> jours;
+        for (const QListWidgetItem* item : w.lstJour->selectedItems()) {
+            jours.append(w.lstJour->row(item));
+        }
+        std::sort(jours.begin(), jours.end());
+        QCOMPARE(jours, QList({0, 4}));
+        QCOMPARE(w.txtHeure->time(), QTime(8, 0));
+        QCOMPARE(w.txtMessage->toPlainText(), "Two\nlines");
+        w.txtMessage->setPlainText("Changed");
+        w.cmdOK->click();
+        QCOMPARE(stored(), QStringList({"1=1|20261119|0800|a", "2=2|20261120|0800|Changed|1,5"}));
+        QCOMPARE(w.lstRappel->topLevelItemCount(), 2);
+        QCOMPARE(w.edition()->ligneSelectionnee(), 1);
+    }
+
+    void deleteAsksThenSelectsTheNeighbouringRow()
+    {
+        for (const char* cle : {"1", "2", "3"}) {
+            store(cle, QString("1|20261119|0800|") + cle);
+        }
+        frmListeRappel w;
+        w.edition()->selectionnerLigne(2);
+        for (const auto& [answer, left, selected] : {std::tuple {int(MsgResult::No), "1,2,3", 2},
+                                                     {int(MsgResult::Yes), "1,2", 1},
+                                                     {int(MsgResult::Yes), "2", 0},
+                                                     {int(MsgResult::Yes), "", -1}}) {
+            m_answer = answer;
+            w.cmdSupprimer->click();
+            QStringList keys;
+            for (const QString& line : stored()) {
+                keys.append(iniLineKey(line));
+            }
+            QCOMPARE(keys.join(','), QString(left));
+            QCOMPARE(w.edition()->ligneSelectionnee(), selected);
+            if (selected == 1) {
+                w.edition()->selectionnerLigne(0); // then the first row goes
+            }
+        }
+        QCOMPARE(m_boxes.size(), 4);
+        QCOMPARE(
+            m_boxes[0],
+            qMakePair(gMessageTexte(langFile("ENG"), "SupprimerRappel"), int(MsgStyle::Question | MsgStyle::YesNo)));
+    }
+
+    void oneWindowFromTheMainWindowAndCaptions()
+    {
+        frmPilvanor main;
+        QVERIFY(main.mnuFicListeRappel->isEnabled() && main.mnuSysListeRappel->isEnabled());
+        main.mnuFicListeRappel->trigger();
+        main.boutonBarreOutils("ListeRappel")->trigger();
+        QList<frmListeRappel*> open;
+        for (QWidget* t : QApplication::topLevelWidgets()) {
+            if (auto* f = qobject_cast<frmListeRappel*>(t); f && f->isVisible()) {
+                open.append(f);
+            }
+        }
+        QCOMPARE(open.size(), 1);
+        QCOMPARE(open[0], frmListeRappel::instance());
+        delete open[0];
+        for (const char* code : {"ENG", "FRA"}) {
+            gParametres().fichierLangue = langFile(code);
+            frmListeRappel w;
+            QCOMPARE(gVerifierLibelles(langFile(code), &w), QStringList());
+        }
+    }
+};
+
+QTEST_MAIN(tst_frmListeRappel)
+#include "tst_frmListeRappel.moc"
