@@ -8,10 +8,10 @@
 #include "common/Language.h"
 #include "common/OuvrirTexte.h"
 #include "engine/Settings.h"
-#include "viewer/PageImpression.h"
 #include "reminders/Rappels.h"
 #include "reminders/SpinDureeRappel.h"
 #include "reminders/frmListeRappel.h"
+#include "viewer/PageImpression.h"
 
 #include <QAction>
 #include <QCheckBox>
