@@ -48,6 +48,8 @@ void quitOnSignals(pv::frmPilvanor& fenetre)
 
 int main(int argc, char** argv)
 {
+    // The icons live in the static pv_gui library, whose resource registration the linker would otherwise drop.
+    Q_INIT_RESOURCE(resources);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QLatin1String(pv::TitreApplication));
     QApplication::setApplicationVersion(QStringLiteral(PV_VERSION));

@@ -58,6 +58,11 @@ void setOuvreurUrl(OuvreurUrl o)
     ouvreur() = std::move(o);
 }
 
+bool gOuvrirUrl(const QUrl& url)
+{
+    return ouvrir(url);
+}
+
 void gOuvrirTexteSelectionne(QWidget* /*proprietaire*/, const QString& selection)
 {
     const QString texte = selection.trimmed();

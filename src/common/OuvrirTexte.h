@@ -20,5 +20,7 @@ void gOuvrirTexteSelectionne(QPlainTextEdit* texte);
 // so that nothing is ever opened; an empty function restores the default.
 using OuvreurUrl = std::function<bool(const QUrl& url)>;
 void setOuvreurUrl(OuvreurUrl ouvreur);
+// Opens an address with the desktop's program for it, through that seam.
+bool gOuvrirUrl(const QUrl& url);
 
 } // namespace pv

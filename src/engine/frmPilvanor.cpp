@@ -17,6 +17,8 @@
 #include "engine/StartUp.h"
 #include "engine/frmEnvoiMessageGroupe.h"
 #include "reminders/frmListeRappel.h"
+#include "settings/frmAProposDe.h"
+#include "settings/frmPreference.h"
 #include "viewer/frmMessage.h"
 
 #include <QAction>
@@ -188,15 +190,21 @@ void frmPilvanor::construireMenus()
         restaurer();
         frmListeRappel::mAfficher();
     });
+    connect(mnuFicPreference, &QAction::triggered, this, &frmPilvanor::ouvrirPreferences);
+    connect(mnuAidAProposDe, &QAction::triggered, this, &frmPilvanor::ouvrirAProposDe);
+    connect(mnuSysPreference, &QAction::triggered, this, [this] {
+        restaurer();
+        ouvrirPreferences();
+    });
+    connect(mnuSysAProposDe, &QAction::triggered, this, [this] {
+        restaurer();
+        ouvrirAProposDe();
+    });
 
     pasEncore({mnuFicUtilisateur,
                mnuFicGroupe,
-               mnuFicPreference,
                mnuMesMessagePredefini,
                mnuAidPilvanor,
-               mnuAidAProposDe,
-               mnuSysPreference,
-               mnuSysAProposDe,
                mnuSysAidePilvanor});
 }
 
@@ -248,7 +256,9 @@ void frmPilvanor::construireBarresOutils()
             &QAction::trigger);
     connect(
         boutonBarreOutils(QStringLiteral("ListeRappel")), &QAction::triggered, mnuFicListeRappel, &QAction::trigger);
-    for (const char* cle : {"Utilisateurs", "Groupes", "MessagePredefini", "Preference", "AProposDe", "AidePilvanor"}) {
+    connect(boutonBarreOutils(QStringLiteral("Preference")), &QAction::triggered, mnuFicPreference, &QAction::trigger);
+    connect(boutonBarreOutils(QStringLiteral("AProposDe")), &QAction::triggered, mnuAidAProposDe, &QAction::trigger);
+    for (const char* cle : {"Utilisateurs", "Groupes", "MessagePredefini", "AidePilvanor"}) {
         boutonBarreOutils(QLatin1String(cle))->setEnabled(false);
     }
 }
@@ -862,6 +872,68 @@ void frmPilvanor::mSupprimerPVSysTray()
         picSysTray->hide();
         delete picSysTray;
         picSysTray = nullptr;
+    }
+}
+
+void frmPilvanor::ouvrirPreferences()
+{
+    if (m_preferences) {
+        devant(m_preferences);
+        return;
+    }
+    frmPreference fenetre(tmrCaptureMessage, this);
+    m_preferences = &fenetre;
+    const bool enregistre = fenetre.exec() == QDialog::Accepted;
+    m_preferences = nullptr;
+    if (enregistre) {
+        appliquerParametres();
+    }
+}
+
+void frmPilvanor::ouvrirAProposDe()
+{
+    frmAProposDe fenetre(this);
+    fenetre.exec();
+}
+
+void frmPilvanor::appliquerParametres()
+{
+    const QString ancienneLangue = gParametres().fichierLangue;
+    gChargerParametres();
+    const Parametres& p = gParametres();
+    tmrCaptureMessage->setInterval(qMax(1, p.intervalleCaptureMessage));
+    if (const auto touches = parseHotKeyText(p.touchesAccesRapide); touches && touches->virtualKey != 0) {
+        m_hotKey->registerHotKey(*touches);
+    } else {
+        m_hotKey->unregisterHotKey();
+    }
+    gAppliquerPolice(txtMessage);
+    const bool changeLangue = p.fichierLangue != ancienneLangue;
+    if (changeLangue) {
+        gAfficherLibelle(p.fichierLangue, this);
+        destinataireModifie(); // the quick group's caption
+    }
+    for (QWidget* fenetre : QApplication::topLevelWidgets()) {
+        if (fenetre == this || !fenetre->isVisible()) {
+            continue;
+        }
+        auto* message = qobject_cast<frmMessage*>(fenetre);
+        if (message) {
+            gAppliquerPolice(message->txtMessage);
+        }
+        if (changeLangue && fenetre->objectName().startsWith(QLatin1String("frm"))) {
+            // A message window's caption tells what it shows; it is not the section's title.
+            const QString titre = fenetre->windowTitle();
+            gAfficherLibelle(p.fichierLangue, fenetre);
+            if (message) {
+                message->setWindowTitle(titre);
+            }
+        }
+    }
+    if (p.minimiserSysTray) {
+        ajouterPVSysTray();
+    } else {
+        mSupprimerPVSysTray();
     }
 }
 

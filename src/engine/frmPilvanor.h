@@ -27,6 +27,7 @@ class EnvoiMessage;
 class frmMessage;
 class GlobalHotKey;
 class frmEnvoiMessageGroupe;
+class frmPreference;
 struct ResultatStation;
 
 // The main window: the program's first and last window. Controls carry their design names, and each
@@ -60,6 +61,10 @@ public:
     mRepondre(const QString& pstrStation, const QString& pstrMessageReponse, bool pblnAjouterCaractereDevantReponse);
     // Messages captured and not yet read.
     int nombreNouveauxMessages() const { return m_nbNouveauxMessages; }
+
+    // Reads the settings again and applies them at once: captions of the open windows, hot key, message font,
+    // tray icon, capture interval. Done after the preferences are saved.
+    void appliquerParametres();
 
     // Toolbar buttons by their key ("Utilisateurs", "EnvoyerMessage" …).
     QAction* boutonBarreOutils(const QString& cle) const;
@@ -142,12 +147,15 @@ private:
     void devant(QWidget* fenetre);
     void relierRepondre(frmMessage* fenetre);
     void picSysTrayDoubleClic();
+    void ouvrirPreferences();
+    void ouvrirAProposDe();
     void messagesLus();
     void decharger();
 
     GlobalHotKey* m_hotKey;
     EnvoiMessage* m_envoi = nullptr;
     QPointer<frmEnvoiMessageGroupe> m_fenetreGroupe;
+    frmPreference* m_preferences = nullptr; // while it is open
     bool m_envoiEnCours = false;
     bool m_envoiGroupe = false;
     bool m_charge = false;

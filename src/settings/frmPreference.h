@@ -1,0 +1,112 @@
+#pragma once
+
+#include "settings/Preferences.h"
+
+#include <QDialog>
+
+#include <functional>
+#include <optional>
+
+class QCheckBox;
+class QComboBox;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
+class QPushButton;
+class QTabWidget;
+class QTimer;
+
+namespace pv {
+
+// The preferences: every setting the user may change, on three tabs. OK saves them all (mEnregistrerPreference)
+// and accepts the dialog; the opener then applies them. Cancel closes without saving.
+class frmPreference : public QDialog
+{
+    Q_OBJECT
+
+public:
+    // The main window's capture timer, stopped while the capture set-up runs; may be null.
+    explicit frmPreference(QTimer* tmrCaptureMessage = nullptr, QWidget* parent = nullptr);
+
+    // Saves every preference. Run-time errors are reported in one box.
+    void mEnregistrerPreference();
+    // What the controls hold now.
+    Preferences preferences() const;
+
+    // Hooks for the shared dialogs and the sound player; tests answer them directly.
+    // wired to the shared dialogs
+    std::function<QString(const QString& dossierDepart)> choisirFichierSon; // "" when cancelled
+    // wired to the shared dialogs
+    std::function<void(const QString& fichier)> jouerSon;
+    // wired to the shared dialogs: the chosen font and colour as a "PoliceMessage" text, nullopt when cancelled
+    std::function<std::optional<QString>(const QString& policeActuelle)> choisirPolice;
+    // The capture set-up window, run modally; tests give their own.
+    std::function<void()> configurerCapture;
+
+    QTabWidget* tabPreference;
+    // General
+    QLabel* lblLangue;
+    QComboBox* cboLangue;
+    QCheckBox* chkDemarrerAvecWindows;
+    QCheckBox* chkDemarrerMinimise;
+    QCheckBox* chkMinimiserSysTray;
+    QCheckBox* chkMinimiserBoutonX;
+    QCheckBox* chkAfficherUtilisateurAvecStation;
+    QCheckBox* chkGarderPositionTailleFenetre;
+    QLabel* lblTouchesAccesRapide;
+    QLineEdit* txtTouchesAccesRapide;
+    QLabel* lblPolice;
+    QLineEdit* txtApercuPolice;
+    QPushButton* cmdAfficherDialoguePolice;
+    // Messages
+    QGroupBox* fraCapture;
+    QCheckBox* chkCapturerMessage;
+    QLabel* lblAffichageMessage;
+    QComboBox* cboAffichageMessage;
+    QPushButton* cmdConfigurerCapture;
+    QGroupBox* fraSon;
+    QCheckBox* chkJouerFichierSon;
+    QLineEdit* txtFichierSon;
+    QPushButton* cmdOuvrirFichierSon;
+    QPushButton* cmdJouerSon;
+    QGroupBox* fraEnvoi;
+    QCheckBox* chkMinimiserApresEnvoi;
+    QCheckBox* chkEffacerMessageApresEnvoi;
+    QCheckBox* chkPingStationAvantEnvoi;
+    QLabel* lblDelaiAttente;
+    QLineEdit* txtDelaiAttente;
+    QLabel* lblNbMessageMaxHistorique;
+    QLineEdit* txtNbMessageMaxHistorique;
+    QLabel* lblCaractereDevantReponseExpediteur;
+    QLineEdit* txtCaractereDevantReponseExpediteur;
+    // Signature
+    QLabel* lblExpediteur;
+    QLineEdit* txtExpediteur;
+    QCheckBox* chkAjouterSignatureAutomatiquement;
+    QPlainTextEdit* txtSignature;
+
+    QPushButton* cmdOK;
+    QPushButton* cmdAnnuler;
+
+protected:
+    bool eventFilter(QObject* objet, QEvent* event) override;
+
+private:
+    QWidget* pageGeneral();
+    QWidget* pageMessages();
+    QWidget* pageSignature();
+    void remplir(const Preferences& p);
+    void appliquerDependances();
+    void toucheAppuyee(int codeTouche, Qt::KeyboardModifiers modificateurs);
+    void afficherPolice(const QString& police);
+    void cmdOuvrirFichierSon_Click();
+    void cmdAfficherDialoguePolice_Click();
+    void cmdConfigurerCapture_Click();
+
+    QTimer* m_tmrCaptureMessage;
+    HotKey m_touches; // the hot-key box's combination
+    QString m_police; // the chosen message font
+};
+
+} // namespace pv

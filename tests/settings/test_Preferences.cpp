@@ -1,0 +1,230 @@
+#include "common/Autostart.h"
+#include "common/IniFile.h"
+#include "common/NetworkProbes.h"
+#include "engine/Settings.h"
+#include "messenger/Names.h"
+#include "messenger/Spool.h"
+#include "settings/ConfigurationCapture.h"
+#include "settings/Preferences.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using namespace pv;
+
+namespace {
+
+class PreferencesTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        qputenv("HOME", m_home.path().toUtf8());
+        for (const char* v : {"XDG_CONFIG_HOME", "XDG_STATE_HOME"}) {
+            qunsetenv(v);
+        }
+        gDefinirFichierParametres(m_home.filePath(".config/Pilvanor/Pilvanor.conf"));
+        gParametres() = Parametres {};
+        gParametres().expediteur = "PC1";
+    }
+
+    std::optional<QString> save(Preferences& p) { return gEnregistrerPreferences(p, "/opt/pv/pilvanor", m_spool); }
+    QString stored(const char* section, const char* key) const
+    {
+        return IniFile(gFichierParametres()).value(section, key).value_or("(none)");
+    }
+
+    QTemporaryDir m_home;
+    QString m_spool = m_home.filePath("spool");
+};
+
+} // namespace
+
+TEST_F(PreferencesTest, SaveFallsBackOnEmptyOrInvalidFields)
+{
+    struct Case
+    {
+        const char* name;
+        std::function<void(Preferences&)> edit;
+        const char* section;
+        const char* key;
+        QString expected;
+    };
+    const Case cases[] = {
+        {"history empty",
+         [](Preferences& p) { p.nbMessageMaxHistorique = ""; },
+         "General",
+         "NbMessageMaxHistorique",
+         "50"},
+        {"history 0",
+         [](Preferences& p) { p.nbMessageMaxHistorique = "0"; },
+         "General",
+         "NbMessageMaxHistorique",
+         "50"},
+        {"history 7", [](Preferences& p) { p.nbMessageMaxHistorique = "7"; }, "General", "NbMessageMaxHistorique", "7"},
+        {"delay empty", [](Preferences& p) { p.delaiAttente = ""; }, "General", "DelaiAttente", "500"},
+        {"delay 250", [](Preferences& p) { p.delaiAttente = "250"; }, "General", "DelaiAttente", "250"},
+        {"sender empty", [](Preferences& p) { p.expediteur = ""; }, "General", "Expediteur", gObtenirNomHote()},
+        {"balloon forces the tray",
+         [](Preferences& p) {
+             p.affichageMessage = 2;
+             p.minimiserSysTray = false;
+         },
+         "General",
+         "MinimiserSysTray",
+         "1"},
+        {"one window leaves it",
+         [](Preferences& p) {
+             p.affichageMessage = 1;
+             p.minimiserSysTray = false;
+         },
+         "General",
+         "MinimiserSysTray",
+         "0"},
+        {"two lines", [](Preferences& p) { p.signature = "Bob\nDesk 4"; }, "Signature", "Texte", "Bob¶Desk 4"},
+        {"two lines, CR LF", [](Preferences& p) { p.signature = "Bob\r\nDesk 4"; }, "Signature", "Texte", "Bob¶Desk 4"},
+        {"Shift+F5",
+         [](Preferences& p) {
+             p.touchesAccesRapide = {4, 116};
+         },
+         "General",
+         "TouchesAccesRapide",
+         "4,116"},
+        {"modifiers alone",
+         [](Preferences& p) {
+             p.touchesAccesRapide = {2, 0};
+         },
+         "General",
+         "TouchesAccesRapide",
+         "0,0"},
+        {"reply prefix kept as typed",
+         [](Preferences& p) { p.caractereDevantReponseExpediteur = " | "; },
+         "General",
+         "CaractereDevantReponseExpediteur",
+         " | "},
+    };
+    for (const Case& c : cases) {
+        QFile::remove(gFichierParametres());
+        Preferences p = gPreferencesActuelles();
+        c.edit(p);
+        EXPECT_EQ(save(p), std::nullopt) << c.name;
+        EXPECT_EQ(stored(c.section, c.key), c.expected) << c.name;
+    }
+}
+
+TEST_F(PreferencesTest, SaveWritesEveryKeyInItsOrderAndReloads)
+{
+    Preferences p = gPreferencesActuelles();
+    p.langue = "FRA";
+    p.policeMessage = "Arial,12,0,1,0,255";
+    p.demarrerAvecSysteme = true;
+    p.affichageMessage = 2;
+    save(p);
+    QStringList keys;
+    for (const QString& line : IniFile(gFichierParametres()).readSection("General")) {
+        keys.append(line.section('=', 0, 0));
+    }
+    EXPECT_EQ(keys.join(' ').toStdString(),
+              "Langue TouchesAccesRapide PoliceMessage DemarrerMinimise MinimiserSysTray MinimiserBoutonX "
+              "AfficherStationAvecNomIP GarderPositionTailleFenetre JouerFichierSon FichierSon CapturerMessage "
+              "AffichageMessage MinimiserApresEnvoi EffacerMessageApresEnvoi PingStationAvantEnvoi DelaiAttente "
+              "Expediteur CaractereDevantReponseExpediteur NbMessageMaxHistorique");
+    EXPECT_EQ(IniFile(gFichierParametres()).readSection("Signature").join(' '), "AjouterAutomatiquement=0 Texte=");
+    // The font is current before any reload; the rest after it.
+    EXPECT_EQ(gParametres().police.nom, "Arial");
+    EXPECT_EQ(gParametres().police.couleur, 255);
+    EXPECT_TRUE(gAutostartActif());
+    EXPECT_TRUE(QFile(gCheminAutostart()).open(QIODevice::ReadOnly));
+    gChargerParametres();
+    EXPECT_EQ(gParametres().langue, "FRA");
+    EXPECT_EQ(gParametres().affichageMessage, AffichageMessage::InfoBulle);
+    EXPECT_TRUE(gParametres().demarrerAvecSysteme);
+    p.demarrerAvecSysteme = false;
+    save(p);
+    EXPECT_FALSE(QFile::exists(gCheminAutostart()));
+}
+
+TEST_F(PreferencesTest, NewSenderNameBecomesAnAliasOfTheService)
+{
+    const ServiceNames names(m_spool);
+    Preferences p = gPreferencesActuelles();
+    save(p); // unchanged: no alias
+    EXPECT_FALSE(QFile::exists(names.filePath()));
+    p.expediteur = "JEANPIERRE";
+    EXPECT_EQ(save(p), std::nullopt);
+    gChargerParametres();
+    p.expediteur = "";
+    save(p); // emptied: the host name is stored, no alias made
+    EXPECT_EQ(names.aliases(), QStringList {"JEANPIERRE"});
+    gChargerParametres();
+    p.expediteur = "SIXTEEN-LETTERS!";
+    EXPECT_NE(save(p), std::nullopt) << "too long for a NetBIOS name";
+    EXPECT_EQ(stored("General", "Expediteur"), "SIXTEEN-LETTERS!") << "still the sender's name";
+}
+
+TEST_F(PreferencesTest, LanguageFilesAreListedWithTheirNames)
+{
+    QDir dir(m_home.path());
+    const std::pair<const char*, const char*> files[] = {{"pv.FRA", "[Message]\nLangue=Français\n"},
+                                                         {"pv.ENG", "[Message]\nLangue=English\n"},
+                                                         {"pv.XYZ", "[Message]\nOther=1\n"},
+                                                         {"pv.exe", "[Message]\nLangue=Program\n"},
+                                                         {"pvx.DEU", "[Message]\nLangue=Deutsch\n"}};
+    for (const auto& [name, text] : files) {
+        QFile f(dir.filePath(name));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(text);
+    }
+    QStringList got;
+    for (const LangueDisponible& l : gListerLangues(dir.path())) {
+        got.append(l.fichier + '|' + l.code + '|' + l.nom);
+    }
+    EXPECT_EQ(got.join(' '), "pv.ENG|ENG|English pv.FRA|FRA|Français pv.XYZ|XYZ|XYZ");
+}
+
+TEST(ConfigurationCapture, HeaderBecomesATemplate)
+{
+    const std::pair<const char*, std::optional<QString>> cases[] = {
+        {"Message from PC1 to PC2 on 15/11/2026 10:12:00\r\n\r\nHello",
+         "Message from #EXPEDITEUR# to #DESTINATAIRE# on #DATE#"},
+        {"Message de PC1 \u00e0 PC2 le 15/11/2026 10:12:00\r\n\r\nBonjour",
+         "Message de #EXPEDITEUR# \u00e0 #DESTINATAIRE# le #DATE#"},
+        {"Message from PC1 to PC2 on 15/11/2026\r\n", "Message from #EXPEDITEUR# to #DESTINATAIRE# on #DATE#"},
+        {"Message from PC1 to PC2 on\r\n\r\nx", std::nullopt},            // six words
+        {"Message from PC1 to PC2 on 15/11/2026 10:12:00", std::nullopt}, // no line break
+        {"Message from PC1 to PC2 on 15/11/2026 10:12:00\n\nx", std::nullopt},
+    };
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(gModeleEntete(QString::fromUtf8(text)), expected) << text;
+    }
+}
+
+TEST_F(PreferencesTest, LearningTakesTheNewestPopupOnlyWhenItsHeaderFits)
+{
+    PopupSpool spool(m_spool);
+    EXPECT_FALSE(gApprendreFenetreMessenger(spool)) << "empty spool";
+    Popup older, test;
+    older.title = "Messenger Service ";
+    older.text = "Message from A to B on 1/1/2026 00:00:00\r\n\r\nolder";
+    test.title = "Service Affichage des messages ";
+    test.text = "Pilvanor"; // no header line
+    ASSERT_TRUE(spool.write(older) && spool.write(test));
+    EXPECT_FALSE(gApprendreFenetreMessenger(spool));
+    EXPECT_EQ(spool.count(), 2) << "a pop-up that teaches nothing stays";
+    EXPECT_FALSE(QFile::exists(gFichierParametres())) << "nothing saved";
+
+    spool.remove(*spool.newest());
+    test.text = "Message de ME \u00e0 ME le 21/11/2026 10:00:00\r\n\r\nPilvanor";
+    ASSERT_TRUE(spool.write(test));
+    EXPECT_TRUE(gApprendreFenetreMessenger(spool));
+    EXPECT_EQ(stored("General", "TitreFenetreMessenger"), "Service Affichage des messages ");
+    EXPECT_EQ(stored("General", "EnteteFenetreMessenger"), "Message de #EXPEDITEUR# \u00e0 #DESTINATAIRE# le #DATE#");
+    EXPECT_EQ(gParametres().titreFenetreMessenger, "Service Affichage des messages ");
+    ASSERT_EQ(spool.count(), 1) << "the test pop-up is removed, the older one kept";
+    EXPECT_EQ(spool.newest()->text, older.text);
+}

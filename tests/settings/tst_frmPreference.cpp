@@ -1,0 +1,337 @@
+#include "common/IniFile.h"
+#include "common/LabelApplier.h"
+#include "common/Language.h"
+#include "common/NetworkProbes.h"
+#include "common/OuvrirTexte.h"
+#include "common/Paths.h"
+#include "engine/Settings.h"
+#include "engine/frmPilvanor.h"
+#include "settings/frmAProposDe.h"
+#include "settings/frmConfigurationCapture.h"
+#include "settings/frmPreference.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QKeySequence>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSystemTrayIcon>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+using namespace pv;
+
+class tst_frmPreference : public QObject
+{
+    Q_OBJECT
+
+    static QString langFile(const QString& code) { return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + code; }
+    static QString setting(const char* section, const char* key)
+    {
+        return IniFile(gFichierParametres()).value(section, key).value_or("(none)");
+    }
+
+    // "Ctrl+Shift+F5": the modifiers pressed in order, then the key, then all released in reverse order. "Num5" is
+    // the keypad's 5.
+    static void chord(QWidget* w, const QString& text)
+    {
+        static const QHash<QString, std::pair<Qt::Key, Qt::KeyboardModifier>> modifiers {
+            {"Ctrl", {Qt::Key_Control, Qt::ControlModifier}},
+            {"Shift", {Qt::Key_Shift, Qt::ShiftModifier}},
+            {"Alt", {Qt::Key_Alt, Qt::AltModifier}}};
+        Qt::KeyboardModifiers held;
+        QList<std::pair<Qt::Key, Qt::KeyboardModifiers>> pressed;
+        for (const QString& part : text.split('+')) {
+            Qt::Key key;
+            Qt::KeyboardModifiers extra;
+            if (modifiers.contains(part)) {
+                key = modifiers[part].first;
+                held |= modifiers[part].second;
+            } else if (part.startsWith("Num")) {
+                key = Qt::Key(Qt::Key_0 + part.mid(3).toInt());
+                extra = Qt::KeypadModifier;
+            } else {
+                key = QKeySequence(part)[0].key();
+            }
+            QTest::keyPress(w, key, held | extra);
+            pressed.prepend({key, held | extra});
+        }
+        for (const auto& [key, mods] : pressed) {
+            QTest::keyRelease(w, key, mods);
+        }
+    }
+
+    // Runs `act` on the modal window that the next trigger opens, once it is up.
+    template<typename T>
+    static void onModal(std::function<void(T*)> act)
+    {
+        QTimer::singleShot(0, [act] {
+            auto* w = qobject_cast<T*>(QApplication::activeModalWidget());
+            QVERIFY(w);
+            act(w);
+        });
+    }
+
+    std::unique_ptr<QTemporaryDir> m_home;
+    QList<QPair<QString, int>> m_boxes;
+
+private Q_SLOTS:
+    void init()
+    {
+        m_home = std::make_unique<QTemporaryDir>();
+        qputenv("HOME", m_home->path().toUtf8());
+        for (const char* v : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"}) {
+            qunsetenv(v);
+        }
+        qputenv("PILVANOR_MESSENGER", "off");
+        gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang"));
+        gDefinirFichierParametres(gCheminFichierParametres());
+        gParametres() = Parametres {};
+        gChargerParametres();
+        m_boxes.clear();
+        setMessageBoxPresenter([this](const QString& text, int style, const QString&) {
+            m_boxes.append({text, style});
+            return int(MsgResult::Ok);
+        });
+    }
+
+    void captionsComeFromTheLanguageFile()
+    {
+        for (const QString code : {"ENG", "FRA"}) {
+            gParametres().fichierLangue = langFile(code);
+            frmPreference p;
+            frmConfigurationCapture c;
+            frmAProposDe a;
+            for (QWidget* w : std::initializer_list<QWidget*> {&p, &c, &a}) {
+                const QStringList problems = gVerifierLibelles(langFile(code), w);
+                QVERIFY2(problems.isEmpty(), qPrintable(problems.join('\n')));
+            }
+            QVERIFY2(m_boxes.isEmpty(), qPrintable(m_boxes.value(0).first));
+            QCOMPARE(p.tabPreference->tabText(2),
+                     IniFile(langFile(code)).readString("frmPreference", "tabPreference").section(',', 2));
+            QCOMPARE(p.cboAffichageMessage->itemText(2), gMessageTexte(langFile(code), "AfficherMessageInfoBulle"));
+        }
+    }
+
+    void openingShowsTheSettings()
+    {
+        IniFile(gFichierParametres()).update([](IniDocument& d) {
+            d.setValue("General", "Langue", "FRA");
+            d.setValue("General", "TouchesAccesRapide", "7,75");
+            d.setValue("General", "PoliceMessage", "Courier,9,0,0,0,255");
+            d.setValue("General", "AffichageMessage", "1");
+        });
+        gChargerParametres();
+        frmPreference w;
+        QStringList languages;
+        for (int i = 0; i < w.cboLangue->count(); ++i) {
+            languages.append(w.cboLangue->itemText(i) + '=' + w.cboLangue->itemData(i).toString());
+        }
+        QCOMPARE(languages, QStringList({"English=ENG", "Français=FRA"}));
+        QCOMPARE(w.cboLangue->currentText(), "Français");
+        QCOMPARE(w.txtTouchesAccesRapide->text(), "Ctrl + Shift + Alt + K");
+        QCOMPARE(w.txtApercuPolice->text(), "Courier, 9 pt");
+        QCOMPARE(w.txtApercuPolice->palette().color(QPalette::Text), QColor(255, 0, 0));
+        QCOMPARE(w.cboAffichageMessage->currentIndex(), 1);
+    }
+
+    void hotKeyBoxReadsCombinations_data()
+    {
+        QTest::addColumn<QString>("keys"); // chords pressed one after the other, " " between
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QString>("saved");
+        QTest::newRow("Shift+F5") << "Shift+F5"
+                                  << "Shift + F5"
+                                  << "4,116";
+        QTest::newRow("all three and K") << "Ctrl+Shift+Alt+K"
+                                         << "Ctrl + Shift + Alt + K"
+                                         << "7,75";
+        QTest::newRow("Alt alone") << "Alt"
+                                   << ""
+                                   << "0,0";
+        QTest::newRow("M alone") << "M"
+                                 << ""
+                                 << "0,0";
+        QTest::newRow("a modifier pressed later starts over") << "Ctrl+Alt+M Shift"
+                                                              << ""
+                                                              << "0,0";
+        QTest::newRow("replaced") << "Ctrl+Alt+M Alt+F12"
+                                  << "Alt + F12"
+                                  << "1,123";
+        QTest::newRow("shifted digit") << "Ctrl+Shift+!"
+                                       << "Ctrl + Shift + 1"
+                                       << "6,49";
+        QTest::newRow("keypad 5, as its code reads") << "Ctrl+Num5"
+                                                     << "Ctrl + e"
+                                                     << "2,101";
+    }
+
+    void hotKeyBoxReadsCombinations()
+    {
+        QFETCH(QString, keys);
+        QFETCH(QString, shown);
+        QFETCH(QString, saved);
+        frmPreference w;
+        w.show();
+        w.txtTouchesAccesRapide->setFocus();
+        for (const QString& c : keys.split(' ')) {
+            chord(w.txtTouchesAccesRapide, c);
+        }
+        QCOMPARE(w.txtTouchesAccesRapide->text(), shown);
+        QTest::mouseClick(w.cmdOK, Qt::LeftButton);
+        QCOMPARE(w.result(), int(QDialog::Accepted));
+        QCOMPARE(setting("General", "TouchesAccesRapide"), saved);
+    }
+
+    void typedEntriesAreFilteredAndSaved()
+    {
+        frmPreference w;
+        w.show();
+        for (QLineEdit* box : {w.txtNbMessageMaxHistorique, w.txtDelaiAttente, w.txtExpediteur}) {
+            box->clear();
+        }
+        QTest::keyClicks(w.txtNbMessageMaxHistorique, "1x2 ");
+        QTest::keyClicks(w.txtExpediteur, "jean pi");
+        w.txtExpediteur->setCursorPosition(4);
+        QTest::keyClicks(w.txtExpediteur, " -");
+        w.txtExpediteur->insert(" x y"); // pasted: the same rule
+        QTest::keyClicks(w.txtSignature, "Bob");
+        QTest::keyClick(w.txtSignature, Qt::Key_Return);
+        QTest::keyClicks(w.txtSignature, "Desk 4");
+        w.cboAffichageMessage->setCurrentIndex(2);
+        w.chkMinimiserSysTray->setChecked(false);
+        QTest::mouseClick(w.cmdOK, Qt::LeftButton);
+        QCOMPARE(w.txtNbMessageMaxHistorique->text(), "12");
+        QCOMPARE(w.txtExpediteur->text(), "JEAN-XYPI");
+        QVERIFY(w.chkMinimiserSysTray->isChecked());
+        const QStringList got = {setting("General", "NbMessageMaxHistorique"),
+                                 setting("General", "DelaiAttente"),
+                                 setting("General", "Expediteur"),
+                                 setting("General", "MinimiserSysTray"),
+                                 setting("Signature", "Texte")};
+        QCOMPARE(got, QStringList({"12", "500", "JEAN-XYPI", "1", "Bob¶Desk 4"}));
+        QVERIFY(m_boxes.isEmpty());
+    }
+
+    void checkBoxesEnableTheirControls()
+    {
+        frmPreference w;
+        const std::tuple<QCheckBox*, QList<QWidget*>> cases[] = {
+            {w.chkJouerFichierSon, {w.txtFichierSon, w.cmdOuvrirFichierSon, w.cmdJouerSon}},
+            {w.chkPingStationAvantEnvoi, {w.txtDelaiAttente}},
+            {w.chkCapturerMessage, {w.cboAffichageMessage}},
+        };
+        for (const auto& [box, controls] : cases) {
+            for (bool on : {false, true, false}) {
+                box->setChecked(on);
+                for (QWidget* c : controls) {
+                    QVERIFY2(c->isEnabled() == on, qPrintable(box->objectName() + " " + c->objectName()));
+                }
+            }
+        }
+        QCOMPARE(w.txtDelaiAttente->palette().color(QPalette::Base), QApplication::palette().color(QPalette::Button));
+    }
+
+    void soundAndFontGoThroughTheirDialogs()
+    {
+        frmPreference w;
+        QStringList calls;
+        w.choisirFichierSon = [&](const QString& folder) {
+            calls.append("choose " + folder);
+            return calls.size() == 1 ? QString("/snd/new.wav") : QString();
+        };
+        w.jouerSon = [&](const QString& file) { calls.append("play " + file); };
+        w.choisirPolice = [&](const QString& current) -> std::optional<QString> {
+            calls.append("font " + current);
+            return QString("Arial,12,0,1,0,65280");
+        };
+        w.chkJouerFichierSon->setChecked(true);
+        w.txtFichierSon->setText("/usr/share/sounds/a.wav");
+        w.cmdOuvrirFichierSon->click();
+        w.cmdOuvrirFichierSon->click(); // cancelled: the file stays
+        w.cmdJouerSon->click();
+        w.cmdAfficherDialoguePolice->click();
+        QCOMPARE(
+            calls,
+            QStringList(
+                {"choose /usr/share/sounds/", "choose /snd/", "play /snd/new.wav", "font Verdana,10,1,0,0,8388608"}));
+        QCOMPARE(w.txtApercuPolice->text(), "Arial, 12 pt");
+        QVERIFY(w.txtApercuPolice->font().italic());
+        w.cmdOK->click();
+        QCOMPARE(setting("General", "FichierSon"), "/snd/new.wav");
+        QCOMPARE(setting("General", "PoliceMessage"), "Arial,12,0,1,0,65280");
+    }
+
+    void captureSetUpRunsWithTheTimerStopped()
+    {
+        QTimer capture;
+        capture.start(100);
+        frmPreference w(&capture);
+        QList<bool> active;
+        w.configurerCapture = [&] { active.append(capture.isActive()); };
+        w.cmdConfigurerCapture->click();
+        QCOMPARE(active, QList<bool>({false}));
+        QVERIFY(capture.isActive());
+    }
+
+    void mainWindowAppliesSavedPreferencesAtOnce()
+    {
+        frmPilvanor main;
+        main.charger();
+        QVERIFY(main.picSysTray);
+        QCOMPARE(main.mnuFicQuitter->text(), "&Quit");
+        QVERIFY(main.mnuFicPreference->isEnabled());
+        onModal<frmPreference>([](frmPreference* p) {
+            p->cboLangue->setCurrentIndex(p->cboLangue->findData("FRA"));
+            p->chkMinimiserSysTray->setChecked(false);
+            p->choisirPolice = [](const QString&) { return std::optional<QString>("Courier,14,0,0,0,0"); };
+            p->cmdAfficherDialoguePolice->click();
+            p->cmdOK->click();
+        });
+        main.boutonBarreOutils("Preference")->trigger();
+        QCOMPARE(main.mnuFicQuitter->text(), "&Quitter");
+        QVERIFY(!main.picSysTray);
+        QCOMPARE(main.txtMessage->font().family(), "Courier");
+        QCOMPARE(main.txtMessage->font().pointSize(), 14);
+
+        // Cancel changes nothing.
+        onModal<frmPreference>([](frmPreference* p) {
+            p->cboLangue->setCurrentIndex(p->cboLangue->findData("ENG"));
+            p->cmdAnnuler->click();
+        });
+        main.mnuFicPreference->trigger();
+        QCOMPARE(main.mnuFicQuitter->text(), "&Quitter");
+        QCOMPARE(setting("General", "Langue"), "FRA");
+        QVERIFY(m_boxes.isEmpty());
+    }
+
+    void aboutBoxShowsTheStationAndOpensTheLinks()
+    {
+        QList<QUrl> opened;
+        setOuvreurUrl([&](const QUrl& url) {
+            opened.append(url);
+            return true;
+        });
+        frmPilvanor main;
+        main.charger();
+        onModal<frmAProposDe>([](frmAProposDe* a) {
+            QCOMPARE(a->lblProduit->text(), QStringLiteral("Pilvanor " PV_VERSION));
+            QCOMPARE(a->lblStation->text(), gObtenirNomHote());
+            QCOMPARE(a->lblAdresseIP->text(), gObtenirAdresseIP());
+            QTest::mouseClick(a->lblCourriel, Qt::LeftButton);
+            QTest::mouseClick(a->lblSiteWeb, Qt::LeftButton);
+            a->cmdOK->click();
+        });
+        main.mnuAidAProposDe->trigger();
+        setOuvreurUrl({});
+        QCOMPARE(opened,
+                 QList<QUrl>({QUrl("mailto:contact@pilvanor.org?subject=Pilvanor"), QUrl("https://pilvanor.org/")}));
+    }
+};
+
+QTEST_MAIN(tst_frmPreference)
+#include "tst_frmPreference.moc"
