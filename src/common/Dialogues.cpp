@@ -81,19 +81,20 @@ QString gFiltreQt(const QString& filtre)
     return filtres.join(QLatin1String(";;"));
 }
 
-QString gOuvrirFichier(QWidget* parent, const QString& cleFiltre, const QString& cleTitre)
+QString gOuvrirFichier(QWidget* parent, const QString& cleFiltre, const QString& cleTitre, const QString& dossierDepart)
 {
     const QString titre = texte(cleTitre);
     const QString filtre = gFiltreQt(texte(cleFiltre));
     if (reponses().fichier) {
         return reponses().fichier(titre, filtre);
     }
-    return QFileDialog::getOpenFileName(parent, titre, QString(), filtre);
+    return QFileDialog::getOpenFileName(parent, titre, dossierDepart, filtre);
 }
 
-QString gOuvrirFichier(QWidget* parent)
+QString gOuvrirFichier(QWidget* parent, const QString& dossierDepart)
 {
-    return gOuvrirFichier(parent, QStringLiteral("FiltreFichierSon"), QStringLiteral("TitreFenetreOuvrirFichierSon"));
+    return gOuvrirFichier(
+        parent, QStringLiteral("FiltreFichierSon"), QStringLiteral("TitreFenetreOuvrirFichierSon"), dossierDepart);
 }
 
 std::optional<QString> gChoisirPolice(QWidget* parent, const QString& police)

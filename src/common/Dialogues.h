@@ -14,9 +14,12 @@ namespace pv {
 
 // The open-file dialog, titled and filtered by two keys of the language file's messages; the filter is in the
 // "description|pattern|description|pattern" form. The chosen path, or empty when cancelled.
-QString gOuvrirFichier(QWidget* parent, const QString& cleFiltre, const QString& cleTitre);
+QString gOuvrirFichier(QWidget* parent,
+                       const QString& cleFiltre,
+                       const QString& cleTitre,
+                       const QString& dossierDepart = QString());
 // The same for a sound file ("FiltreFichierSon", "TitreFenetreOuvrirFichierSon").
-QString gOuvrirFichier(QWidget* parent);
+QString gOuvrirFichier(QWidget* parent, const QString& dossierDepart = QString());
 
 // A "description|pattern|…" filter as QFileDialog's "description (patterns);;…". Patterns separated by ";" are
 // separated by blanks, and "*.*" is every file.

@@ -30,4 +30,11 @@ void gJouerFichierSon()
     lecteur()(p.fichierSon);
 }
 
+void gJouerSon(const QString& fichier)
+{
+    if (lecteur() && QFileInfo(fichier).isFile()) {
+        lecteur()(fichier);
+    }
+}
+
 } // namespace pv

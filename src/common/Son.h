@@ -14,5 +14,7 @@ void setLecteurSon(LecteurSon lecteur);
 // Plays the sound file of the settings when "JouerFichierSon" is on. A missing file plays nothing: there is no
 // default sound.
 void gJouerFichierSon();
+// Plays a given file (the preferences' test button); a missing file plays nothing.
+void gJouerSon(const QString& fichier);
 
 } // namespace pv

@@ -201,11 +201,7 @@ void frmPilvanor::construireMenus()
         ouvrirAProposDe();
     });
 
-    pasEncore({mnuFicUtilisateur,
-               mnuFicGroupe,
-               mnuMesMessagePredefini,
-               mnuAidPilvanor,
-               mnuSysAidePilvanor});
+    pasEncore({mnuFicUtilisateur, mnuFicGroupe, mnuMesMessagePredefini, mnuAidPilvanor, mnuSysAidePilvanor});
 }
 
 void frmPilvanor::construireBarresOutils()

@@ -1,10 +1,12 @@
 #include "settings/frmPreference.h"
 
 #include "common/Controles.h"
+#include "common/Dialogues.h"
 #include "common/ErrorReport.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/Paths.h"
+#include "common/Son.h"
 #include "engine/Settings.h"
 #include "messenger/Spool.h"
 #include "settings/frmConfigurationCapture.h"
@@ -12,8 +14,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QFileDialog>
-#include <QFontDialog>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -34,18 +34,6 @@ namespace {
 QString texteMessage(const char* cle)
 {
     return gMessageTexte(gParametres().fichierLangue, QLatin1String(cle));
-}
-
-// The language files write a filter as "description|pattern|description|pattern"; Qt wants the descriptions,
-// which name their patterns, joined by ";;".
-QString filtreQt(const QString& filtre)
-{
-    const QStringList parties = filtre.split(QLatin1Char('|'));
-    QStringList descriptions;
-    for (qsizetype i = 0; i < parties.size(); i += 2) {
-        descriptions.append(parties[i]);
-    }
-    return descriptions.join(QStringLiteral(";;"));
 }
 
 QColor couleurWindows(qint32 couleur)
@@ -140,36 +128,9 @@ frmPreference::frmPreference(QTimer* tmrCaptureMessage, QWidget* parent)
     txtTouchesAccesRapide->setContextMenuPolicy(Qt::NoContextMenu);
     txtTouchesAccesRapide->setAttribute(Qt::WA_InputMethodEnabled, false);
 
-    // Minimal defaults until the shared dialogs are connected.
-    // wired to the shared dialogs
-    choisirFichierSon = [this](const QString& dossierDepart) {
-        return QFileDialog::getOpenFileName(this,
-                                            texteMessage("TitreFenetreOuvrirFichierSon"),
-                                            dossierDepart,
-                                            filtreQt(texteMessage("FiltreFichierSon")));
-    };
-    // wired to the shared dialogs
-    jouerSon = [](const QString&) {};
-    // wired to the shared dialogs
-    choisirPolice = [this](const QString& policeActuelle) -> std::optional<QString> {
-        PoliceMessage police;
-        gAnalyserPoliceMessage(policeActuelle, police);
-        QFont actuelle(police.nom, police.taille);
-        actuelle.setBold(police.gras);
-        actuelle.setItalic(police.italique);
-        actuelle.setUnderline(police.souligne);
-        bool ok = false;
-        const QFont choisie = QFontDialog::getFont(&ok, actuelle, this);
-        if (!ok) {
-            return std::nullopt;
-        }
-        police.nom = choisie.family();
-        police.taille = choisie.pointSize() > 0 ? choisie.pointSize() : police.taille;
-        police.gras = choisie.bold();
-        police.italique = choisie.italic();
-        police.souligne = choisie.underline();
-        return gTextePolice(police);
-    };
+    choisirFichierSon = [this](const QString& dossierDepart) { return gOuvrirFichier(this, dossierDepart); };
+    jouerSon = [](const QString& fichier) { gJouerSon(fichier); };
+    choisirPolice = [this](const QString& policeActuelle) { return gChoisirPolice(this, policeActuelle); };
     configurerCapture = [this] {
         frmConfigurationCapture fenetre(this);
         fenetre.exec();

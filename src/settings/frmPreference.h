@@ -34,12 +34,10 @@ public:
     // What the controls hold now.
     Preferences preferences() const;
 
-    // Hooks for the shared dialogs and the sound player; tests answer them directly.
-    // wired to the shared dialogs
+    // The shared dialogs and the sound player by default; tests answer them directly.
     std::function<QString(const QString& dossierDepart)> choisirFichierSon; // "" when cancelled
-    // wired to the shared dialogs
     std::function<void(const QString& fichier)> jouerSon;
-    // wired to the shared dialogs: the chosen font and colour as a "PoliceMessage" text, nullopt when cancelled
+    // The chosen font and colour as a "PoliceMessage" text, nullopt when cancelled
     std::function<std::optional<QString>(const QString& policeActuelle)> choisirPolice;
     // The capture set-up window, run modally; tests give their own.
     std::function<void()> configurerCapture;
