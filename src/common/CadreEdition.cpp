@@ -62,7 +62,15 @@ void CadreEdition::appliquerEtat()
 
 void CadreEdition::refuser(QWidget* controle, const QString& fichierLangue, const char* cleMessage)
 {
-    gMessageBox(fichierLangue, QLatin1String(cleMessage), MsgStyle::Exclamation);
+    refuser(controle, fichierLangue, cleMessage, {});
+}
+
+void CadreEdition::refuser(QWidget* controle,
+                           const QString& fichierLangue,
+                           const char* cleMessage,
+                           const QStringList& champs)
+{
+    gMessageBox(fichierLangue, QLatin1String(cleMessage), MsgStyle::Exclamation, champs);
     if (controle) {
         controle->setFocus();
     }

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QObject>
 #include <QPointer>
+#include <QStringList>
 
 class QAbstractItemView;
 class QWidget;
@@ -31,6 +32,8 @@ public:
     // A failed check: the message of `cleMessage` with the exclamation icon, the frame stays open and the focus
     // goes to the faulty control.
     void refuser(QWidget* controle, const QString& fichierLangue, const char* cleMessage);
+    // The same for a message with "$C$" fields.
+    void refuser(QWidget* controle, const QString& fichierLangue, const char* cleMessage, const QStringList& champs);
     // Asks the delete question of `cleMessage` (Yes/No); true on Yes.
     static bool confirmerSuppression(const QString& fichierLangue, const char* cleMessage);
 

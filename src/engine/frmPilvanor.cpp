@@ -1,6 +1,10 @@
 #include "engine/frmPilvanor.h"
 
+#include "addressbook/frmGroupe.h"
+#include "addressbook/frmMessagePredefini.h"
+#include "addressbook/frmUtilisateur.h"
 #include "common/DataFile.h"
+#include "common/ErrorReport.h"
 #include "common/Fenetres.h"
 #include "common/IniFile.h"
 #include "common/LabelApplier.h"
@@ -12,6 +16,7 @@
 #include "engine/Envoi.h"
 #include "engine/GlobalHotKey.h"
 #include "engine/LanceurService.h"
+#include "engine/Migration.h"
 #include "engine/Notification.h"
 #include "engine/Settings.h"
 #include "engine/StartUp.h"
@@ -201,7 +206,13 @@ void frmPilvanor::construireMenus()
         ouvrirAProposDe();
     });
 
-    pasEncore({mnuFicUtilisateur, mnuFicGroupe, mnuMesMessagePredefini, mnuAidPilvanor, mnuSysAidePilvanor});
+    connect(mnuFicUtilisateur, &QAction::triggered, this, [this] { ouvrirEditeur<frmUtilisateur>(m_frmUtilisateur); });
+    connect(mnuFicGroupe, &QAction::triggered, this, [this] { ouvrirEditeur<frmGroupe>(m_frmGroupe); });
+    connect(mnuMesMessagePredefini, &QAction::triggered, this, [this] {
+        ouvrirEditeur<frmMessagePredefini>(m_frmMessagePredefini);
+    });
+
+    pasEncore({mnuAidPilvanor, mnuSysAidePilvanor});
 }
 
 void frmPilvanor::construireBarresOutils()
@@ -254,7 +265,14 @@ void frmPilvanor::construireBarresOutils()
         boutonBarreOutils(QStringLiteral("ListeRappel")), &QAction::triggered, mnuFicListeRappel, &QAction::trigger);
     connect(boutonBarreOutils(QStringLiteral("Preference")), &QAction::triggered, mnuFicPreference, &QAction::trigger);
     connect(boutonBarreOutils(QStringLiteral("AProposDe")), &QAction::triggered, mnuAidAProposDe, &QAction::trigger);
-    for (const char* cle : {"Utilisateurs", "Groupes", "MessagePredefini", "AidePilvanor"}) {
+    connect(
+        boutonBarreOutils(QStringLiteral("Utilisateurs")), &QAction::triggered, mnuFicUtilisateur, &QAction::trigger);
+    connect(boutonBarreOutils(QStringLiteral("Groupes")), &QAction::triggered, mnuFicGroupe, &QAction::trigger);
+    connect(boutonBarreOutils(QStringLiteral("MessagePredefini")),
+            &QAction::triggered,
+            mnuMesMessagePredefini,
+            &QAction::trigger);
+    for (const char* cle : {"AidePilvanor"}) {
         boutonBarreOutils(QLatin1String(cle))->setEnabled(false);
     }
 }
@@ -359,6 +377,11 @@ void frmPilvanor::charger()
     gMettreDeCoteAnciensHistoriques(dossierProgramme);
     QList<ProblemeDemarrage> problemes;
     gDefinirFichierDonnees(gPreparerDossierDonnees(dossierProgramme, problemes));
+    try {
+        gTransfererRegistreFichier();
+    } catch (const std::exception& e) {
+        gRapportErreur(QStringLiteral("frmPilvanor.mTransfereRegistreFichier"), e);
+    }
     m_capture = std::make_unique<Capture>(PopupSpool::defaultFolder());
 
     gAppliquerPolice(txtMessage);
@@ -403,6 +426,27 @@ void frmPilvanor::charger()
         setWindowState(Qt::WindowNoState);
         show();
     }
+}
+
+template<typename Editeur>
+void frmPilvanor::ouvrirEditeur(QPointer<Editeur>& fenetre)
+{
+    if (!fenetre) {
+        fenetre = new Editeur(this);
+        fenetre->setAttribute(Qt::WA_DeleteOnClose);
+        // Sending reads these lists: they follow every edit at once.
+        connect(fenetre, &Editeur::donneesModifiees, this, &frmPilvanor::actualiserListes);
+    }
+    devant(fenetre);
+}
+
+void frmPilvanor::actualiserListes()
+{
+    // The recipient being typed stays.
+    const QString destinataire = cboDestinataire->currentText();
+    remplirDestinataires();
+    cboDestinataire->setEditText(destinataire);
+    remplirMessagesPredefinis();
 }
 
 void frmPilvanor::remplirDestinataires()

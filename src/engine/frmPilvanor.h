@@ -28,6 +28,9 @@ class frmMessage;
 class GlobalHotKey;
 class frmEnvoiMessageGroupe;
 class frmPreference;
+class frmGroupe;
+class frmMessagePredefini;
+class frmUtilisateur;
 struct ResultatStation;
 
 // The main window: the program's first and last window. Controls carry their design names, and each
@@ -125,6 +128,10 @@ private:
     void construireBarresOutils();
     void construireControles();
     void remplirDestinataires();
+    // Re-reads the recipient and predefined-message lists from the tables after an editor changed them.
+    void actualiserListes();
+    template<typename Editeur>
+    void ouvrirEditeur(QPointer<Editeur>& fenetre);
     void completerDestinataire();
     void destinataireModifie();
     void mettreAJourEnvoyer();
@@ -156,6 +163,9 @@ private:
     EnvoiMessage* m_envoi = nullptr;
     QPointer<frmEnvoiMessageGroupe> m_fenetreGroupe;
     frmPreference* m_preferences = nullptr; // while it is open
+    QPointer<frmUtilisateur> m_frmUtilisateur;
+    QPointer<frmGroupe> m_frmGroupe;
+    QPointer<frmMessagePredefini> m_frmMessagePredefini;
     bool m_envoiEnCours = false;
     bool m_envoiGroupe = false;
     bool m_charge = false;

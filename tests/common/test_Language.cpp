@@ -143,7 +143,9 @@ const QStringList messageKeys[] = {
             "TitreFenetreImporterUtilisateur|TitreFenetreOuvrirFichierSon|TitreFenetreRappel|"
             "UtilisateurGroupeObligatoire|WindowsNTObligatoire|SupprimerMessagePredefini|Langue")
         .split('|'),
-    QString("DomaineInexistant|StationInexistante|TexteSelectionneIntrouvable|ReceptionImpossible").split('|'),
+    QString("DomaineInexistant|StationInexistante|TexteSelectionneIntrouvable|ReceptionImpossible|CaractereInterdit|"
+            "ErreurImportation|LignesSansStationIgnorees")
+        .split('|'),
     QString("ErreurDossierDonnees|ErreurEcritureFichier").split('|'),
 };
 

@@ -1,0 +1,268 @@
+#include "addressbook/frmMessagePredefini.h"
+
+#include "addressbook/CarnetAdresses.h"
+#include "addressbook/Saisie.h"
+#include "common/CadreEdition.h"
+#include "common/Controles.h"
+#include "common/DataFile.h"
+#include "common/Fenetres.h"
+#include "common/LabelApplier.h"
+#include "common/Language.h"
+#include "engine/Placeholders.h"
+#include "engine/Settings.h"
+
+#include <QAction>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QListWidget>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace pv {
+
+namespace {
+
+const QString ClePosition = QStringLiteral("PositionTailleFenetreMessagePredefini");
+
+QString langue()
+{
+    return gParametres().fichierLangue;
+}
+
+} // namespace
+
+frmMessagePredefini::frmMessagePredefini(QWidget* parent)
+    : QDialog(parent)
+{
+    setObjectName(QStringLiteral("frmMessagePredefini"));
+    setWindowTitle(QStringLiteral("Messages prédéfinis"));
+    setWindowIcon(QIcon(QStringLiteral(":/icons/pilvanor.png")));
+
+    lstMessagePredefini = gCreerControle<QListWidget>(this, "lstMessagePredefini");
+    lstMessagePredefini->setUniformItemSizes(true);
+    cmdAjouter = gCreerControle<QPushButton>(this, "cmdAjouter", QStringLiteral("&Ajouter"));
+    cmdModifier = gCreerControle<QPushButton>(this, "cmdModifier", QStringLiteral("&Modifier"));
+    cmdSupprimer = gCreerControle<QPushButton>(this, "cmdSupprimer", QStringLiteral("&Supprimer"));
+    cmdFermer = gCreerControle<QPushButton>(this, "cmdFermer", QStringLiteral("&Fermer"));
+
+    fraMessagePredefini = gCreerControle<QGroupBox>(this, "fraMessagePredefini", QStringLiteral("Message"));
+    txtMessage = gCreerControle<QPlainTextEdit>(fraMessagePredefini, "txtMessage");
+    txtMessage->setTabChangesFocus(true);
+    gAppliquerPolice(txtMessage);
+    gSelectionnerAuFocus(txtMessage);
+    cmdInsererCaractereSpecial = gCreerControle<QPushButton>(
+        fraMessagePredefini, "cmdInsererCaractereSpecial", QStringLiteral("&Caractères spéciaux"));
+    cmdOK = gCreerControle<QPushButton>(fraMessagePredefini, "cmdOK", QStringLiteral("OK"));
+    cmdAnnuler = gCreerControle<QPushButton>(fraMessagePredefini, "cmdAnnuler", QStringLiteral("Annuler"));
+
+    mnuCaracteresSpeciaux
+        = gCreerControle<QMenu>(this, "mnuCaracteresSpeciaux", QString::fromUtf8("Caractères spéciaux"));
+    const char* const libelles[] = {"Description de l'utilisateur",
+                                    "Station de l'utilisateur",
+                                    "Adresse IP de l'utilisateur",
+                                    nullptr,
+                                    "Votre adresse IP",
+                                    nullptr,
+                                    "Date et heure",
+                                    "Date",
+                                    "Heure"};
+    const QStringList& caracteres = gCaracteresSpeciaux();
+    for (int i = 0; i < int(std::size(libelles)); ++i) {
+        if (!libelles[i]) {
+            mnuCaracteresSpeciaux->addSeparator();
+            mnuCaractereSpecial.append(nullptr);
+            continue;
+        }
+        // A menu array: the items share the name and carry their position.
+        QAction* item = mnuCaracteresSpeciaux->addAction(QString::fromUtf8(libelles[i]));
+        item->setObjectName(QStringLiteral("mnuCaractereSpecial"));
+        item->setProperty("index", i);
+        mnuCaractereSpecial.append(item);
+        connect(item, &QAction::triggered, this, [this, texte = caracteres.value(i)] {
+            // Over the selection, or at the caret.
+            txtMessage->insertPlainText(texte);
+            txtMessage->setFocus(Qt::PopupFocusReason);
+        });
+    }
+    connect(cmdInsererCaractereSpecial, &QPushButton::clicked, this, [this] {
+        mnuCaracteresSpeciaux->popup(
+            cmdInsererCaractereSpecial->mapToGlobal(QPoint(0, cmdInsererCaractereSpecial->height())));
+    });
+
+    auto* boutons = new QVBoxLayout;
+    for (QPushButton* b : {cmdAjouter, cmdModifier, cmdSupprimer}) {
+        boutons->addWidget(b);
+    }
+    boutons->addStretch();
+    boutons->addWidget(cmdFermer);
+    auto* haut = new QHBoxLayout;
+    haut->addWidget(lstMessagePredefini, 1);
+    haut->addLayout(boutons);
+    auto* boutonsCadre = new QVBoxLayout;
+    boutonsCadre->addWidget(cmdInsererCaractereSpecial);
+    boutonsCadre->addStretch();
+    boutonsCadre->addWidget(cmdOK);
+    boutonsCadre->addWidget(cmdAnnuler);
+    auto* editeur = new QHBoxLayout(fraMessagePredefini);
+    editeur->addWidget(txtMessage, 1);
+    editeur->addLayout(boutonsCadre);
+    txtMessage->setMinimumHeight(110);
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(haut, 1);
+    layout->addWidget(fraMessagePredefini);
+
+    m_edition
+        = new CadreEdition(lstMessagePredefini, fraMessagePredefini, {cmdAjouter, cmdModifier, cmdSupprimer}, this);
+    connect(m_edition, &CadreEdition::modifierDemande, this, &frmMessagePredefini::modifier);
+    connect(cmdAjouter, &QPushButton::clicked, this, &frmMessagePredefini::ajouter);
+    connect(cmdModifier, &QPushButton::clicked, this, &frmMessagePredefini::modifier);
+    connect(cmdSupprimer, &QPushButton::clicked, this, &frmMessagePredefini::supprimer);
+    connect(cmdOK, &QPushButton::clicked, this, &frmMessagePredefini::enregistrer);
+    connect(cmdAnnuler, &QPushButton::clicked, this, &frmMessagePredefini::fermerCadre);
+    connect(cmdFermer, &QPushButton::clicked, this, &QDialog::reject);
+
+    setMinimumSize(460, 220);
+    resize(600, 260);
+    gAfficherLibelle(langue(), this);
+    remplirListe();
+}
+
+void frmMessagePredefini::showEvent(QShowEvent* event)
+{
+    if (!m_place) {
+        m_place = true;
+        gRestaurerPositionFenetre(this, ClePosition);
+    }
+    QDialog::showEvent(event);
+}
+
+void frmMessagePredefini::done(int resultat)
+{
+    if (m_edition->ouvert()) {
+        fermerCadre();
+    }
+    if (m_place) {
+        gEnregistrerPositionFenetre(this, ClePosition);
+    }
+    QDialog::done(resultat);
+}
+
+void frmMessagePredefini::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Escape && m_edition->ouvert()) {
+        fermerCadre();
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
+void frmMessagePredefini::remplirListe(const QString& cleASelectionner)
+{
+    lstMessagePredefini->clear();
+    int choisi = 0;
+    for (const MessagePredefini& m : gMessagesPredefinis()) {
+        auto* ligne = new QListWidgetItem(m.texte, lstMessagePredefini);
+        ligne->setData(Qt::UserRole, m.cle);
+        if (m.cle == cleASelectionner) {
+            choisi = lstMessagePredefini->count() - 1;
+        }
+    }
+    m_edition->selectionnerLigne(choisi);
+    mettreAJourBoutons();
+}
+
+void frmMessagePredefini::mettreAJourBoutons()
+{
+    if (!m_edition->ouvert()) {
+        const bool lignes = lstMessagePredefini->count() > 0;
+        cmdModifier->setEnabled(lignes);
+        cmdSupprimer->setEnabled(lignes);
+    }
+}
+
+void frmMessagePredefini::ouvrirCadre(bool ajout)
+{
+    gFairePlaceAuCadre(this, fraMessagePredefini, true);
+    m_edition->ouvrir(ajout, txtMessage);
+}
+
+void frmMessagePredefini::fermerCadre()
+{
+    gFairePlaceAuCadre(this, fraMessagePredefini, false);
+    m_edition->fermer();
+    mettreAJourBoutons();
+}
+
+void frmMessagePredefini::ajouter()
+{
+    txtMessage->clear();
+    m_cleChargee.clear();
+    ouvrirCadre(true);
+}
+
+void frmMessagePredefini::modifier()
+{
+    const int ligne = m_edition->ligneSelectionnee();
+    if (ligne < 0) {
+        return;
+    }
+    const QListWidgetItem* item = lstMessagePredefini->item(ligne);
+    txtMessage->setPlainText(gDecoderTexte(item->text()).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+    m_cleChargee = item->data(Qt::UserRole).toString();
+    ouvrirCadre(false);
+}
+
+void frmMessagePredefini::enregistrer()
+{
+    const QString texte = txtMessage->toPlainText();
+    if (texte.isEmpty()) {
+        m_edition->refuser(txtMessage, langue(), "MessageObligatoire");
+        return;
+    }
+    QString cle;
+    try {
+        cle = gEnregistrerMessagePredefini(m_cleChargee, texte, gMaintenant());
+    } catch (const std::exception& e) {
+        gMessageBox(langue(),
+                    QStringLiteral("ErreurEcritureFichier"),
+                    MsgStyle::Exclamation,
+                    {gFichierDonnees(), QString::fromUtf8(e.what())});
+        return;
+    }
+    gChargerMessagePredefini();
+    Q_EMIT donneesModifiees();
+    remplirListe(cle);
+    fermerCadre();
+}
+
+void frmMessagePredefini::supprimer()
+{
+    const int ligne = m_edition->ligneSelectionnee();
+    if (ligne < 0) {
+        return;
+    }
+    if (!CadreEdition::confirmerSuppression(langue(), "SupprimerMessagePredefini")) {
+        lstMessagePredefini->setFocus();
+        return;
+    }
+    try {
+        gSupprimerMessagePredefini(lstMessagePredefini->item(ligne)->data(Qt::UserRole).toString());
+    } catch (const std::exception& e) {
+        gMessageBox(langue(),
+                    QStringLiteral("ErreurEcritureFichier"),
+                    MsgStyle::Exclamation,
+                    {gFichierDonnees(), QString::fromUtf8(e.what())});
+        return;
+    }
+    gChargerMessagePredefini();
+    Q_EMIT donneesModifiees();
+    remplirListe();
+    m_edition->selectionnerApresSuppression(ligne);
+    mettreAJourBoutons();
+}
+
+} // namespace pv

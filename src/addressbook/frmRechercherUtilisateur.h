@@ -1,0 +1,57 @@
+#pragma once
+
+#include "addressbook/RechercheDomaine.h"
+
+#include <QDialog>
+
+class QCheckBox;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
+
+namespace pv {
+
+// The stations of a workgroup, listed from the network, some of them chosen for the users list.
+class frmRechercherUtilisateur : public QDialog
+{
+    Q_OBJECT
+
+public:
+    explicit frmRechercherUtilisateur(QWidget* parent = nullptr);
+    ~frmRechercherUtilisateur() override;
+
+    // The chosen stations joined by "|", in list order; "" when cancelled.
+    QString mstrListeStation;
+    // How the stations are listed; tests give their own.
+    FonctionListeStations mListerStations = gListeStationsReseau();
+    bool rechercheEnCours() const { return m_enCours; }
+
+    QCheckBox* chkDomainePrincipal;
+    QLabel* lblNomDomaine;
+    QLineEdit* txtNomDomaine;
+    QListWidget* lstStation;
+    QPushButton* cmdRechercher;
+    QPushButton* cmdAjouter;
+    QPushButton* cmdAnnuler;
+
+Q_SIGNALS:
+    void rechercheTerminee();
+
+public Q_SLOTS:
+    void done(int resultat) override;
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void mettreAJourControles();
+    void rechercher();
+    void afficherStations(const QStringList& stations);
+    void ajouter();
+
+    bool m_enCours = false;
+    bool m_place = false;
+};
+
+} // namespace pv

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <QDialog>
+
+#include <functional>
+
+class QCheckBox;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QTreeWidget;
+
+namespace pv {
+
+class CadreEdition;
+
+// The users window: the address book, and in selection mode the picker of the groups editor.
+class frmUtilisateur : public QDialog
+{
+    Q_OBJECT
+
+public:
+    explicit frmUtilisateur(QWidget* parent = nullptr);
+
+    // Fills the list and sets the mode; runs by itself the first time the window shows. Set the selection mode
+    // before.
+    void charger();
+
+    // An empty station saves the editor (the OK button). A station is stored as a new user described by its own
+    // name, without checks and without refilling the list.
+    void mEnregistrerUtilisateur(const QString& pstrStation = QString());
+    // Imports a file chosen by the user; returns every station read, joined by "|", or "" when cancelled.
+    // With pblnImporterDansGroupe the list of this window is not refilled.
+    QString mImporterUtilisateur(QWidget* proprietaire, bool pblnImporterDansGroupe);
+
+    bool mblnSelectionnerSeulement = false;
+    QString mstrListeStation; // selection mode: the chosen stations joined by "|"; "" when cancelled
+    bool pblnImporterDansGroupe = false;
+
+    // The file dialog of the import; returns "" when cancelled. Tests answer it.
+    std::function<QString(QWidget* proprietaire)> mChoisirFichierImport;
+    // The domain search; returns the chosen stations joined by "|". Tests answer it.
+    std::function<QString(QWidget* proprietaire)> mRechercherDomaine;
+
+    QGroupBox* fraListeUtilisateur;
+    QTreeWidget* lstUtilisateur;
+    QGroupBox* fraUtilisateur;
+    QLabel* lblNomStation;
+    QLineEdit* txtNomStation;
+    QLabel* lblDescription;
+    QLineEdit* txtDescription;
+    QCheckBox* chkIgnorer;
+    QPushButton* cmdAjouter;
+    QPushButton* cmdModifier;
+    QPushButton* cmdSupprimer;
+    QPushButton* cmdImporter;
+    QPushButton* cmdRechercher;
+    QPushButton* cmdOK;
+    QPushButton* cmdAnnuler;
+    QPushButton* cmdFermer;
+
+Q_SIGNALS:
+    // The user table was written and reloaded.
+    void donneesModifiees();
+
+public Q_SLOTS:
+    void done(int resultat) override;
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    void remplirListe(const QString& stationASelectionner = QString());
+    void mettreAJourBoutons();
+    void ajouter();
+    void modifier();
+    void annuler();
+    void supprimer();
+    void importer();
+    void rechercher();
+    void ouvrirCadre(bool ajout);
+    void fermerCadre();
+    void tableModifiee();
+
+    CadreEdition* m_edition;
+    bool m_charge = false;
+    int m_colonneTri = -1;
+    QString m_stationChargee;
+    QString m_descriptionChargee;
+};
+
+} // namespace pv
