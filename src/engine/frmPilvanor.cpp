@@ -67,6 +67,18 @@ QIcon icone(const char* theme, QStyle::StandardPixmap secours)
     return QIcon::fromTheme(QLatin1String(theme), qApp->style()->standardIcon(secours));
 }
 
+// An open history window of that kind follows what was just stored; like a fresh one, it shows the newest.
+void rechargerHistoriques(TypeFenetre type)
+{
+    for (QWidget* fenetre : QApplication::topLevelWidgets()) {
+        auto* f = qobject_cast<frmMessage*>(fenetre);
+        if (f && f->typeFenetre() == type && f->isVisible()) {
+            f->mObtenirHistoriqueMessage(QString());
+            f->mChargerListeUtilisateurDateHeure();
+        }
+    }
+}
+
 // Windows that later work brings: present, visibly unavailable, never pretending.
 void pasEncore(std::initializer_list<QAction*> actions)
 {
@@ -559,6 +571,9 @@ void frmPilvanor::utiliserEnvoi(EnvoiMessage* envoi)
     connect(m_envoi, &EnvoiMessage::stationTerminee, this, &frmPilvanor::stationTerminee);
     connect(m_envoi, &EnvoiMessage::finGroupe, this, &frmPilvanor::finGroupe);
     connect(m_envoi, &EnvoiMessage::termine, this, &frmPilvanor::envoiTermine);
+    connect(m_envoi, &EnvoiMessage::historiqueEnvoyeModifie, this, [] {
+        rechargerHistoriques(TypeFenetre::HistoriqueEnvoye);
+    });
 }
 
 frmEnvoiMessageGroupe* frmPilvanor::fenetreEnvoiGroupe() const
@@ -803,6 +818,7 @@ void frmPilvanor::mCapturerMessage()
         afficherRappel(rappel);
     }
     if (r.message) {
+        rechargerHistoriques(TypeFenetre::HistoriqueRecu);
         // Once the message is stored, before it shows.
         gJouerFichierSon();
         mNotifierMessage(*r.message);

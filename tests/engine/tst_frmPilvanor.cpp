@@ -191,6 +191,38 @@ private Q_SLOTS:
         (*it)->close();
     }
 
+    void openHistoryShowsTheMessageJustStored_data()
+    {
+        QTest::addColumn<bool>("envoye");
+        QTest::newRow("sent") << true;
+        QTest::newRow("received") << false;
+    }
+
+    void openHistoryShowsTheMessageJustStored()
+    {
+        QFETCH(bool, envoye);
+        frmPilvanor w;
+        w.charger();
+        w.tmrCaptureMessage->stop();
+        useFakeEngine(w);
+        gEnregistrerHistorique(envoye, "PC1", "old", 50, QDateTime(QDate(2003, 1, 1), QTime(0, 0)));
+        (envoye ? w.mnuHisHistoriqueMessageEnvoye : w.mnuHisHistoriqueMessageRecu)->trigger();
+        const QList<frmMessage*> shown = messageWindows();
+        QCOMPARE(shown.size(), 1);
+        if (envoye) {
+            w.cboDestinataire->setEditText("PC2");
+            w.txtMessage->setPlainText("new");
+            w.mnuMesEnvoyer->trigger();
+            QTRY_VERIFY(!QApplication::overrideCursor());
+        } else {
+            QVERIFY(spool("Message from PC2 to BOB on 21/11/2026 10:00:00\r\n\r\nnew"));
+            w.mCapturerMessage();
+        }
+        QCOMPARE(shown[0]->cboUtilisateur->count(), 2);
+        QCOMPARE(shown[0]->txtUtilisateur->text(), "PC2");
+        QCOMPARE(shown[0]->txtMessage->toPlainText(), "new");
+    }
+
     void predefinedMessageReplacesOrAppends()
     {
         IniFile(gCheminFichierDonneesParDefaut()).writeString("PredefinedMessage", "20260101120000", "A¶B");

@@ -1,0 +1,229 @@
+#!/usr/bin/env bash
+# The real program receiving on a private LAN, under Xvfb with openbox and a system tray (trayer): messages from
+# Samba's smbclient -M and from pilvanor-send reach the service that pilvanor started, go into the received
+# history, and show in a window per message, in one window for all, or as a balloon of the tray icon.
+here=$(dirname "$0")
+source "$here/lib.sh"
+app_work=$WORK
+# The LAN's helpers win where both define one (fail, need, WORK) and end the namespaces at exit.
+source "$here/../interop/lib.sh"
+rm -rf "$app_work"
+_e2e_cleanup() {
+    local status=$? pid
+    set +e
+    for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null; done
+    (exit "$status")
+    _cleanup
+}
+trap _e2e_cleanup EXIT
+
+need_root_netns
+need smbclient trayer import convert xwininfo
+send_bin=$(pv_bin pilvanor-send)
+pv_bin pilvanor-messenger >/dev/null
+start_x
+# Without a session bus Qt docks its icon in the X tray, which trayer holds.
+unset DBUS_SESSION_BUS_ADDRESS
+trayer --edge bottom --align right --widthtype percent --width 100 --height 24 --SetDockType true \
+    --transparent true --alpha 0 --tint 0x3b4252 >"$WORK/trayer.log" 2>&1 &
+PIDS+=($!)
+for _ in $(seq 1 100); do
+    panel=$(xdotool search --onlyvisible --classname '^panel$' 2>/dev/null | head -n 1 || true)
+    [ -n "$panel" ] && break
+    sleep 0.1
+done
+[ -n "$panel" ] || fail "trayer's panel did not appear"
+# No tool tip may open under a pointer left over a window.
+xdotool mousemove 0 0
+
+make_lan 2
+new_home user
+# pilvanor starts the service itself; the service answers to BOB besides the host name.
+unset PILVANOR_MESSENGER
+mkdir -p "$HOME/.local/state/pilvanor/popups"
+echo BOB >"$HOME/.local/state/pilvanor/popups/names"
+data="$HOME/.local/share/Pilvanor/Pilvanor.pv"
+mkdir -p "$(dirname "$CONF")"
+printf '[General]\nAffichageMessage=0\n' >"$CONF"
+
+# The main window, not the tray icon that bears the same name.
+main_window() {
+    local id
+    for id in $(xdotool search --onlyvisible --name '^Pilvanor$' 2>/dev/null); do
+        [ "$(xwininfo -id "$id" | sed -n 's/.*Width: //p')" -gt 100 ] && { echo "$id"; return 0; }
+    done
+    return 1
+}
+
+start_pilvanor_in_h1() {
+    sed -i "s/^AffichageMessage=.*/AffichageMessage=$1/" "$CONF"
+    start_in h1 pilvanor "$PILVANOR"
+    PILVANOR_PID=$!
+    for _ in $(seq 1 100); do
+        MAIN_ID=$(main_window) && break
+        sleep 0.1
+    done
+    [ -n "$MAIN_ID" ] || fail "the main window did not appear"
+    for _ in $(seq 1 50); do
+        ICON_ID=$(xwininfo -tree -id "$panel" | awk '/\("pilvanor" "Pilvanor"\)/ { print $1; exit }')
+        [ -n "$ICON_ID" ] && break
+        sleep 0.1
+    done
+    [ -n "$ICON_ID" ] || fail "the tray icon is not in trayer's panel"
+    wait_port h1 139
+}
+
+quit_pilvanor() {
+    kill -TERM "$PILVANOR_PID"
+    wait_exit "$PILVANOR_PID" || fail "pilvanor did not end on SIGTERM"
+}
+
+incoming() {
+    sed -n '/^\[IncomingMessage\]/,/^\[/{/^[0-9]\{17\}=/p}' "$data" 2>/dev/null | cut -d= -f2-
+}
+
+wait_incoming() {
+    for _ in $(seq 1 100); do
+        [ "$(incoming | wc -l)" -ge "$1" ] && return 0
+        sleep 0.1
+    done
+    fail "received history after $1 messages: $(incoming)"
+}
+
+from_samba() {
+    local out
+    out=$(printf '%s' "$1" | send_with_smbclient h2 BOB "$IP_h1" 2>&1) || fail "smbclient -M BOB: $out"
+    ! grep -q NT_STATUS <<<"$out" || fail "smbclient -M BOB: $out"
+}
+
+from_pilvanor_send() {
+    local out
+    out=$(in_host h2 "$send_bin" --from carol "$IP_h1" "$1" 2>&1) || fail "pilvanor-send: $out"
+}
+
+count_windows() {
+    xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | wc -l
+}
+
+wait_windows() {
+    for _ in $(seq 1 100); do
+        [ "$(count_windows "$1")" = "$2" ] && return 0
+        sleep 0.1
+    done
+    fail "$(count_windows "$1") windows '$1', expected $2"
+}
+
+# wait_icon TEST WANT: waits until the tray icon shows (WANT 1) or lacks (WANT 0) pixels that pass TEST, an fx
+# expression over r, g, b, on more than 2% of its area.
+blue='b>0.6&&r<0.4'
+red='r>0.7&&g<0.4&&b<0.4'
+wait_icon() {
+    local share
+    for _ in $(seq 1 30); do
+        import -window "$ICON_ID" "$WORK/icon.png"
+        share=$(convert "$WORK/icon.png" -fx "$1" -format '%[fx:mean]' info:)
+        [ "$(awk -v s="$share" 'BEGIN { print (s > 0.02) }')" = "$2" ] && return 0
+        sleep 0.1
+    done
+    fail "the tray icon: $share of its pixels pass $1, expected shown=$2"
+}
+
+mapped() {
+    xwininfo -id "$1" 2>/dev/null | grep -q 'Map State: IsViewable'
+}
+
+wait_mapped() {
+    local id=$1 want=$2
+    for _ in $(seq 1 50); do
+        if mapped "$id"; then [ "$want" = 1 ] && return 0; else [ "$want" = 0 ] && return 0; fi
+        sleep 0.1
+    done
+    return 1
+}
+
+# geometry ID: left, top, width and height of a window on the screen.
+geometry() {
+    xwininfo -id "$1" | awk '/Absolute upper-left X/ { x = $NF } /Absolute upper-left Y/ { y = $NF }
+        /Width/ { w = $NF } /Height/ { print x, y, w, $NF }'
+}
+
+# The balloon: a window of the program outside the window manager, wider than a tool tip, by the tray icon.
+balloon() {
+    local id x y w h ix iy
+    read -r ix iy _ < <(geometry "$ICON_ID")
+    for id in $(xdotool search --onlyvisible --class '^pilvanor$' 2>/dev/null); do
+        [ "$((id))" != "$((ICON_ID))" ] || continue
+        xwininfo -id "$id" -stats | grep -q 'Override Redirect State: yes' || continue
+        read -r x y w h < <(geometry "$id")
+        if [ "$w" -gt 150 ] && [ $((ix - x - w)) -lt 40 ] && [ $((iy - y - h)) -lt 40 ]; then
+            echo "$id"
+            return 0
+        fi
+    done
+    return 1
+}
+
+# A window per message: the icon counts them, and reading them all takes the count back to none.
+start_pilvanor_in_h1 0
+wait_icon "$blue" 1
+wait_icon "$red" 0
+# Off the middle, where the message window opens, so that both show.
+xdotool windowmove "$MAIN_ID" 40 30
+from_samba 'Hello from Samba'
+wait_incoming 1
+[ "$(incoming)" = 'alice|Hello from Samba' ] || fail "received history: $(incoming)"
+wait_windows 'New message' 1
+wait_icon "$red" 1
+sleep 0.5
+shot pilvanor-received.png
+from_pilvanor_send 'Hello from pilvanor-send'
+wait_incoming 2
+[ "$(incoming | sed -n 2p)" = 'carol|Hello from pilvanor-send' ] || fail "received history: $(incoming)"
+wait_windows 'New message' 2
+for id in $(xdotool search --onlyvisible --name '^New message$'); do
+    xdotool windowactivate --sync "$id" key alt+F4
+done
+wait_windows 'New message' 0
+wait_icon "$red" 0
+quit_pilvanor
+
+# The service outlives pilvanor: what arrives meanwhile waits for the next start.
+from_samba 'While closed'
+# One window for all, whose caption counts the new messages.
+start_pilvanor_in_h1 1
+wait_incoming 3
+[ "$(incoming | sed -n 3p)" = 'alice|While closed' ] || fail "received history: $(incoming)"
+wait_windows 'New message' 1
+from_pilvanor_send 'Later'
+wait_incoming 4
+wait_windows 'New messages' 1
+[ "$(count_windows 'New message')" = 0 ] || fail "a second window opened in the one-window mode"
+xdotool windowactivate --sync "$(xdotool search --onlyvisible --name '^New messages$')" key alt+F4
+wait_windows 'New messages' 0
+quit_pilvanor
+
+# The balloon. The main window waits in the tray until the hot key brings it back.
+start_pilvanor_in_h1 2
+xdotool windowminimize "$MAIN_ID"
+wait_mapped "$MAIN_ID" 0 || fail "minimised, the main window did not go to the tray"
+xdotool key ctrl+alt+m
+wait_mapped "$MAIN_ID" 1 || fail "Ctrl+Alt+M did not bring the window back from the tray"
+from_samba 'In a balloon'
+wait_incoming 5
+[ "$(incoming | sed -n 5p)" = 'alice|In a balloon' ] || fail "received history: $(incoming)"
+for _ in $(seq 1 50); do
+    balloon >/dev/null && break
+    sleep 0.1
+done
+balloon >/dev/null || fail "no balloon by the tray icon"
+[ "$(count_windows 'New message')" = 0 ] || fail "a message window opened in the balloon mode"
+wait_icon "$red" 1
+sleep 0.3
+shot pilvanor-balloon.png
+# A double click on the icon shows the message the balloon told of.
+read -r ix iy _ < <(geometry "$ICON_ID")
+xdotool mousemove --sync $((ix + 18)) $((iy + 18)) click --repeat 2 --delay 80 1
+wait_windows 'New message' 1
+wait_icon "$red" 0
+quit_pilvanor
+echo "PASS receive end to end"
