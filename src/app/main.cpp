@@ -53,7 +53,7 @@ int main(int argc, char** argv)
     QApplication app(argc, argv);
     QApplication::setApplicationName(QLatin1String(pv::TitreApplication));
     QApplication::setApplicationVersion(QStringLiteral(PV_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("pilvanor"));
+    QApplication::setDesktopFileName(QStringLiteral("org.pilvanor.Pilvanor"));
     // The window may live in the tray: the program ends by its Quit menus, not when no window shows.
     QApplication::setQuitOnLastWindowClosed(false);
     pv::installMessageBoxes();

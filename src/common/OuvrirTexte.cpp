@@ -1,6 +1,7 @@
 #include "common/OuvrirTexte.h"
 
 #include "common/Language.h"
+#include "common/Paths.h"
 #include "engine/Settings.h"
 
 #include <QDesktopServices>
@@ -101,6 +102,17 @@ void gOuvrirTexteSelectionne(QPlainTextEdit* texte)
     const QString selection = texte->textCursor().selectedText();
     if (!selection.isEmpty()) {
         gOuvrirTexteSelectionne(texte->window(), selection);
+    }
+}
+
+void gOuvrirAide()
+{
+    const QString index = gDossierProgramme() + QStringLiteral("/help/index.html");
+    const QString& langue = gParametres().fichierLangue;
+    if (!QFileInfo::exists(index)) {
+        gMessageBox(langue, QStringLiteral("TexteSelectionneIntrouvable"), MsgStyle::Exclamation, {index});
+    } else if (!ouvrir(QUrl::fromLocalFile(index))) {
+        gMessageBox(langue, QStringLiteral("AideAucunNavigateur"), MsgStyle::Exclamation, {index});
     }
 }
 

@@ -16,6 +16,10 @@ void gOuvrirTexteSelectionne(QWidget* proprietaire, const QString& texte);
 // The same for what is selected in a text box; nothing when nothing is.
 void gOuvrirTexteSelectionne(QPlainTextEdit* texte);
 
+// Opens the help's first page (help/index.html in the program's folder) in the browser; says so when the help is
+// missing or no browser is set.
+void gOuvrirAide();
+
 // What opens a URL (QDesktopServices::openUrl by default); false when nothing could open it. Tests replace it
 // so that nothing is ever opened; an empty function restores the default.
 using OuvreurUrl = std::function<bool(const QUrl& url)>;

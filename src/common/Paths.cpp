@@ -3,10 +3,6 @@
 #include <QDir>
 #include <QFileInfo>
 
-#ifndef PV_DATADIR
-#define PV_DATADIR "/usr/share/pilvanor"
-#endif
-
 namespace pv {
 
 namespace {
@@ -75,9 +71,19 @@ QString gDossierProgramme()
     if (!g_dossierProgramme.isEmpty()) {
         return g_dossierProgramme;
     }
-    const QString own = QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath()).absolutePath();
-    if (!own.isEmpty() && QFileInfo::exists(own + QStringLiteral("/pv.ENG"))) {
-        return own;
+    return gDossierProgrammePour(
+        QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath()).absolutePath());
+}
+
+QString gDossierProgrammePour(const QString& dossierExecutable)
+{
+    if (!dossierExecutable.isEmpty()) {
+        for (const QString& dossier :
+             {dossierExecutable, QDir::cleanPath(dossierExecutable + QStringLiteral("/../share/pilvanor"))}) {
+            if (QFileInfo::exists(dossier + QStringLiteral("/pv.ENG"))) {
+                return dossier;
+            }
+        }
     }
     return QStringLiteral(PV_DATADIR);
 }

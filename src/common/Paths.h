@@ -27,6 +27,9 @@ QString gCheminFichierParametres();
 // The program's folder: the executable's own folder when it holds the language files (a build tree, a
 // hand-unpacked copy), else the installed shared folder.
 QString gDossierProgramme();
+// The same choice for an executable in dossierExecutable: its own folder, else ../share/pilvanor beside it (an
+// install under any prefix or DESTDIR), else the folder this build was configured to install into.
+QString gDossierProgrammePour(const QString& dossierExecutable);
 // Tests and unusual installs point it elsewhere.
 void gDefinirDossierProgramme(const QString& dossier);
 

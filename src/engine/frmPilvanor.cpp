@@ -79,14 +79,6 @@ void rechargerHistoriques(TypeFenetre type)
     }
 }
 
-// Windows that later work brings: present, visibly unavailable, never pretending.
-void pasEncore(std::initializer_list<QAction*> actions)
-{
-    for (QAction* a : actions) {
-        a->setEnabled(false);
-    }
-}
-
 } // namespace
 
 frmPilvanor::frmPilvanor(QWidget* parent)
@@ -224,7 +216,11 @@ void frmPilvanor::construireMenus()
         ouvrirEditeur<frmMessagePredefini>(m_frmMessagePredefini);
     });
 
-    pasEncore({mnuAidPilvanor, mnuSysAidePilvanor});
+    connect(mnuAidPilvanor, &QAction::triggered, this, [] { gOuvrirAide(); });
+    connect(mnuSysAidePilvanor, &QAction::triggered, this, [this] {
+        restaurer();
+        gOuvrirAide();
+    });
 }
 
 void frmPilvanor::construireBarresOutils()
@@ -284,9 +280,7 @@ void frmPilvanor::construireBarresOutils()
             &QAction::triggered,
             mnuMesMessagePredefini,
             &QAction::trigger);
-    for (const char* cle : {"AidePilvanor"}) {
-        boutonBarreOutils(QLatin1String(cle))->setEnabled(false);
-    }
+    connect(boutonBarreOutils(QStringLiteral("AidePilvanor")), &QAction::triggered, mnuAidPilvanor, &QAction::trigger);
 }
 
 void frmPilvanor::construireControles()

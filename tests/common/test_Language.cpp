@@ -144,7 +144,8 @@ const QStringList messageKeys[] = {
             "UtilisateurGroupeObligatoire|WindowsNTObligatoire|SupprimerMessagePredefini|Langue")
         .split('|'),
     QString("DomaineInexistant|StationInexistante|TexteSelectionneIntrouvable|ReceptionImpossible|CaractereInterdit|"
-            "ErreurImportation|LignesSansStationIgnorees")
+            "ErreurImportation|LignesSansStationIgnorees|"
+            "AideAucunNavigateur")
         .split('|'),
     QString("ErreurDossierDonnees|ErreurEcritureFichier").split('|'),
 };

@@ -471,6 +471,34 @@ private Q_SLOTS:
         QCOMPARE(opened,
                  QList<QUrl>({QUrl::fromLocalFile(m_home->filePath("here.txt")), QUrl("http://www.example.org")}));
     }
+
+    void helpOpensItsFirstPageOrSaysWhyNot()
+    {
+        QList<QUrl> opened;
+        bool browser = true;
+        setOuvreurUrl([&](const QUrl& url) {
+            opened.append(url);
+            return browser;
+        });
+        frmPilvanor w;
+        gParametres().fichierLangue = langFile("ENG");
+        gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR)); // the shipped help/
+        w.mnuAidPilvanor->trigger();
+        w.mnuSysAidePilvanor->trigger();
+        w.boutonBarreOutils("AidePilvanor")->trigger();
+        QCOMPARE(opened, QList<QUrl>(3, QUrl::fromLocalFile(PV_SOURCE_DIR "/help/index.html")));
+        QVERIFY(m_boxes.isEmpty());
+
+        browser = false;
+        w.mnuAidPilvanor->trigger();
+        gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang")); // no help there
+        w.mnuAidPilvanor->trigger();
+        setOuvreurUrl({});
+        QCOMPARE(opened.size(), 4);
+        QCOMPARE(m_boxes.size(), 2);
+        QVERIFY2(m_boxes[0].first.contains("browser"), qPrintable(m_boxes[0].first));
+        QVERIFY2(m_boxes[1].first.contains(PV_SOURCE_DIR "/lang/help/index.html"), qPrintable(m_boxes[1].first));
+    }
 };
 
 QTEST_MAIN(tst_frmPilvanor)
