@@ -51,7 +51,7 @@ void gActiverAutostart(const QString& programme)
                                          "Name=Pilvanor\n"
                                          "Comment=LAN messenger\n"
                                          "Exec=%1\n"
-                                         "Icon=pilvanor\n"
+                                         "Icon=org.pilvanor.Pilvanor\n"
                                          "Terminal=false\n"
                                          "X-GNOME-Autostart-enabled=true\n")
                               .arg(gQuoterCommandeDesktop(programme));
