@@ -269,28 +269,6 @@ void gSupprimerMessagePredefini(const QString& cle)
     donnees().writeString(MessagesPredefinis, cle, std::nullopt);
 }
 
-QString gFiltreDialogueQt(const QString& filtre)
-{
-    const QStringList parties = filtre.split(QLatin1Char('|'));
-    QStringList filtres;
-    for (qsizetype i = 0; i + 1 < parties.size(); i += 2) {
-        QString description = parties[i].trimmed();
-        // Qt reads the patterns between the last parentheses: the description's own ones give way to the real ones.
-        const qsizetype ouvrante = description.lastIndexOf(QLatin1Char('('));
-        if (ouvrante >= 0 && description.endsWith(QLatin1Char(')'))) {
-            description = description.left(ouvrante).trimmed();
-        }
-        QStringList motifs;
-        for (const QString& motif : parties[i + 1].split(QLatin1Char(';'))) {
-            if (!motif.trimmed().isEmpty()) {
-                motifs.append(motif.trimmed());
-            }
-        }
-        filtres.append(description + QStringLiteral(" (") + motifs.join(QLatin1Char(' ')) + QLatin1Char(')'));
-    }
-    return filtres.join(QStringLiteral(";;"));
-}
-
 const QStringList& gCaracteresSpeciaux()
 {
     static const QStringList caracteres {QStringLiteral("%UserDescription%"),

@@ -100,10 +100,6 @@ QString gCleMessagePredefini(const QDateTime& moment);
 QString gEnregistrerMessagePredefini(const QString& cleChargee, const QString& texte, const QDateTime& moment);
 void gSupprimerMessagePredefini(const QString& cle);
 
-// A file-dialog filter of the language files ("Text files (*.txt)|*.txt|All files (*)|*", description and
-// patterns alternating, patterns joined by ";") in Qt's form ("Text files (*.txt);;All files (*)").
-QString gFiltreDialogueQt(const QString& filtre);
-
 // The placeholders of the editor's special-character menu, by menu position; separators are empty.
 const QStringList& gCaracteresSpeciaux();
 

@@ -1,13 +1,7 @@
 #include "addressbook/RechercheDomaine.h"
 
+#include "common/TravailDeFond.h"
 #include "messenger/Workgroup.h"
-
-#include <QObject>
-
-#include <memory>
-#include <mutex>
-#include <system_error>
-#include <thread>
 
 namespace pv {
 
@@ -26,37 +20,20 @@ void gListerStationsAsync(QObject* contexte,
                           FonctionListeStations lister,
                           std::function<void(QStringList)> rappel)
 {
-    // The worker may outlive the window: it posts only while the window is alive, under the lock.
-    struct Cible
-    {
-        std::mutex mutex;
-        QObject* objet = nullptr;
-    };
-    auto cible = std::make_shared<Cible>();
-    cible->objet = contexte;
-    QObject::connect(contexte, &QObject::destroyed, [cible] {
-        const std::lock_guard verrou(cible->mutex);
-        cible->objet = nullptr;
-    });
-    const auto repondre = [cible, rappel](const QStringList& stations) {
-        const std::lock_guard verrou(cible->mutex);
-        if (cible->objet) {
-            QMetaObject::invokeMethod(
-                cible->objet, [rappel, stations] { rappel(stations); }, Qt::QueuedConnection);
-        }
-    };
-    try {
-        std::thread([groupe, lister = std::move(lister), repondre] {
-            QStringList stations;
+    const auto lancee = gTravaillerEnFond<QStringList>(
+        contexte,
+        [groupe, lister = std::move(lister)] {
             try {
-                stations = lister(groupe);
+                return lister(groupe);
             } catch (const std::exception&) {
                 // An unknown domain, no network: an empty list, as the search has always shown it.
+                return QStringList();
             }
-            repondre(stations);
-        }).detach();
-    } catch (const std::system_error&) {
-        repondre({});
+        },
+        rappel);
+    if (!lancee) {
+        QMetaObject::invokeMethod(
+            contexte, [rappel] { rappel({}); }, Qt::QueuedConnection);
     }
 }
 

@@ -4,7 +4,6 @@
 
 #include <QEvent>
 #include <QFocusEvent>
-#include <QLayout>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPointer>
@@ -59,18 +58,6 @@ void gZoneStation(QLineEdit* zone)
         zone->setText(filtre);
         zone->setCursorPosition(avant);
     });
-}
-
-void gFairePlaceAuCadre(QWidget* fenetre, QWidget* cadre, bool visible)
-{
-    const int espace = fenetre->layout() ? fenetre->layout()->spacing() : 0;
-    const int hauteur = cadre->sizeHint().height() + qMax(espace, 0);
-    if (visible == !cadre->isHidden()) {
-        return;
-    }
-    cadre->setVisible(visible);
-    fenetre->resize(fenetre->width(),
-                    qMax(fenetre->minimumSizeHint().height(), fenetre->height() + (visible ? hauteur : -hauteur)));
 }
 
 } // namespace pv

@@ -10,7 +10,5 @@ namespace pv {
 void gSelectionnerAuFocus(QWidget* zone);
 // A station box: blanks are refused and letters become upper case as they are typed or pasted.
 void gZoneStation(QLineEdit* zone);
-// Grows the window by the frame's height when it shows, and gives the height back when it hides.
-void gFairePlaceAuCadre(QWidget* fenetre, QWidget* cadre, bool visible);
 
 } // namespace pv

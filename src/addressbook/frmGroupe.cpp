@@ -5,8 +5,6 @@
 #include "addressbook/frmUtilisateur.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
-#include "common/DataFile.h"
-#include "common/Fenetres.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "engine/Settings.h"
@@ -14,9 +12,7 @@
 #include <QApplication>
 #include <QGridLayout>
 #include <QGroupBox>
-#include <QHBoxLayout>
 #include <QHeaderView>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -26,13 +22,6 @@
 namespace pv {
 
 namespace {
-
-const QString ClePosition = QStringLiteral("PositionTailleFenetreGroupe");
-
-QString langue()
-{
-    return gParametres().fichierLangue;
-}
 
 QString choisirUtilisateurs(QWidget* proprietaire)
 {
@@ -58,7 +47,7 @@ QTreeWidget* liste(QWidget* parent, const char* nom, const QString& colonne0, co
 } // namespace
 
 frmGroupe::frmGroupe(QWidget* parent)
-    : QDialog(parent)
+    : DialogueEdition(parent, QStringLiteral("PositionTailleFenetreGroupe"))
 {
     setObjectName(QStringLiteral("frmGroupe"));
     setWindowTitle(QStringLiteral("Groupes"));
@@ -84,15 +73,6 @@ frmGroupe::frmGroupe(QWidget* parent)
     lblMembres->setBuddy(lstUtilisateur);
     gSelectionnerAuFocus(txtNomGroupe);
 
-    auto* boutons = new QVBoxLayout;
-    for (QPushButton* b : {cmdAjouter, cmdModifier, cmdSupprimer}) {
-        boutons->addWidget(b);
-    }
-    boutons->addStretch();
-    boutons->addWidget(cmdFermer);
-    auto* haut = new QHBoxLayout;
-    haut->addWidget(lstGroupe, 1);
-    haut->addLayout(boutons);
     auto* boutonsMembres = new QVBoxLayout;
     for (QPushButton* b : {cmdUtilisateur, cmdImporter, cmdEnlever}) {
         boutonsMembres->addWidget(b);
@@ -108,17 +88,10 @@ frmGroupe::frmGroupe(QWidget* parent)
     editeur->addLayout(boutonsMembres, 0, 2, 2, 1);
     editeur->setColumnStretch(1, 1);
     lstUtilisateur->setMinimumHeight(120);
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(haut, 1);
-    layout->addWidget(fraGroupe);
+    CadreEdition::disposer(this, lstGroupe, {cmdAjouter, cmdModifier, cmdSupprimer}, cmdFermer, fraGroupe);
 
-    m_edition = new CadreEdition(lstGroupe, fraGroupe, {cmdAjouter, cmdModifier, cmdSupprimer}, this);
-    connect(m_edition, &CadreEdition::modifierDemande, this, &frmGroupe::modifier);
-    connect(cmdAjouter, &QPushButton::clicked, this, &frmGroupe::ajouter);
-    connect(cmdModifier, &QPushButton::clicked, this, &frmGroupe::modifier);
-    connect(cmdSupprimer, &QPushButton::clicked, this, &frmGroupe::supprimer);
+    installerCadre(lstGroupe, fraGroupe, cmdAjouter, cmdModifier, cmdSupprimer, {}, cmdOK, cmdAnnuler);
     connect(cmdOK, &QPushButton::clicked, this, &frmGroupe::enregistrer);
-    connect(cmdAnnuler, &QPushButton::clicked, this, &frmGroupe::fermerCadre);
     connect(cmdFermer, &QPushButton::clicked, this, &QDialog::reject);
     connect(cmdEnlever, &QPushButton::clicked, this, &frmGroupe::enlever);
     connect(cmdUtilisateur, &QPushButton::clicked, this, [this] {
@@ -139,35 +112,6 @@ frmGroupe::frmGroupe(QWidget* parent)
     resize(600, 260);
     gAfficherLibelle(langue(), this);
     remplirListe();
-}
-
-void frmGroupe::showEvent(QShowEvent* event)
-{
-    if (!m_place) {
-        m_place = true;
-        gRestaurerPositionFenetre(this, ClePosition);
-    }
-    QDialog::showEvent(event);
-}
-
-void frmGroupe::done(int resultat)
-{
-    if (m_edition->ouvert()) {
-        fermerCadre();
-    }
-    if (m_place) {
-        gEnregistrerPositionFenetre(this, ClePosition);
-    }
-    QDialog::done(resultat);
-}
-
-void frmGroupe::keyPressEvent(QKeyEvent* event)
-{
-    if (event->key() == Qt::Key_Escape && m_edition->ouvert()) {
-        fermerCadre();
-        return;
-    }
-    QDialog::keyPressEvent(event);
 }
 
 void frmGroupe::remplirListe(const QString& groupeASelectionner)
@@ -194,28 +138,13 @@ void frmGroupe::remplirListe(const QString& groupeASelectionner)
 
 void frmGroupe::mettreAJourBoutons()
 {
-    if (!m_edition->ouvert()) {
-        const bool lignes = lstGroupe->topLevelItemCount() > 0;
-        cmdModifier->setEnabled(lignes);
-        cmdSupprimer->setEnabled(lignes);
-    }
+    DialogueEdition::mettreAJourBoutons();
     cmdEnlever->setEnabled(lstUtilisateur->topLevelItemCount() > 0);
 }
 
-void frmGroupe::ouvrirCadre(bool ajout)
+void frmGroupe::recharger()
 {
-    gFairePlaceAuCadre(this, fraGroupe, true);
-    m_edition->ouvrir(ajout, txtNomGroupe);
-    cmdOK->setDefault(true);
-    mettreAJourBoutons();
-}
-
-void frmGroupe::fermerCadre()
-{
-    cmdOK->setDefault(false);
-    gFairePlaceAuCadre(this, fraGroupe, false);
-    m_edition->fermer();
-    mettreAJourBoutons();
+    gChargerUtilisateurGroupe();
 }
 
 void frmGroupe::ajouter()
@@ -223,7 +152,7 @@ void frmGroupe::ajouter()
     txtNomGroupe->clear();
     lstUtilisateur->clear();
     m_nomCharge.clear();
-    ouvrirCadre(true);
+    ouvrirCadre(true, txtNomGroupe);
 }
 
 void frmGroupe::modifier()
@@ -237,7 +166,7 @@ void frmGroupe::modifier()
     lstUtilisateur->clear();
     ajouterMembres(
         gRechercherGroupe(m_nomCharge).membres.split(QLatin1Char(','), Qt::SkipEmptyParts).join(QLatin1Char('|')));
-    ouvrirCadre(false);
+    ouvrirCadre(false, txtNomGroupe);
 }
 
 QStringList frmGroupe::membres() const
@@ -290,42 +219,17 @@ void frmGroupe::enregistrer()
     try {
         gEnregistrerGroupe(nom, liste, m_nomCharge);
     } catch (const std::exception& e) {
-        gMessageBox(langue(),
-                    QStringLiteral("ErreurEcritureFichier"),
-                    MsgStyle::Exclamation,
-                    {gFichierDonnees(), QString::fromUtf8(e.what())});
+        signalerEchecEcriture(e);
         return;
     }
-    gChargerUtilisateurGroupe();
-    Q_EMIT donneesModifiees();
+    tableModifiee();
     remplirListe(nom);
     fermerCadre();
 }
 
 void frmGroupe::supprimer()
 {
-    const int ligne = m_edition->ligneSelectionnee();
-    if (ligne < 0) {
-        return;
-    }
-    if (!CadreEdition::confirmerSuppression(langue(), "SupprimerGroupe")) {
-        lstGroupe->setFocus();
-        return;
-    }
-    try {
-        gSupprimerGroupe(lstGroupe->topLevelItem(ligne)->text(0));
-    } catch (const std::exception& e) {
-        gMessageBox(langue(),
-                    QStringLiteral("ErreurEcritureFichier"),
-                    MsgStyle::Exclamation,
-                    {gFichierDonnees(), QString::fromUtf8(e.what())});
-        return;
-    }
-    gChargerUtilisateurGroupe();
-    Q_EMIT donneesModifiees();
-    remplirListe();
-    m_edition->selectionnerApresSuppression(ligne);
-    mettreAJourBoutons();
+    supprimerLigne("SupprimerGroupe", [this](int ligne) { gSupprimerGroupe(lstGroupe->topLevelItem(ligne)->text(0)); });
 }
 
 } // namespace pv

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QDialog>
+#include "common/CadreEdition.h"
 
 #include <functional>
 
@@ -12,10 +12,8 @@ class QTreeWidget;
 
 namespace pv {
 
-class CadreEdition;
-
 // The groups window: named lists of stations, their members taken from the users list or from a file.
-class frmGroupe : public QDialog
+class frmGroupe : public DialogueEdition
 {
     Q_OBJECT
 
@@ -43,32 +41,18 @@ public:
     QPushButton* cmdAnnuler;
     QPushButton* cmdFermer;
 
-Q_SIGNALS:
-    // The group or user tables were written and reloaded.
-    void donneesModifiees();
-
-public Q_SLOTS:
-    void done(int resultat) override;
-
-protected:
-    void showEvent(QShowEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-
 private:
-    void remplirListe(const QString& groupeASelectionner = QString());
-    void mettreAJourBoutons();
-    void ajouter();
-    void modifier();
+    void remplirListe(const QString& groupeASelectionner = QString()) override;
+    void recharger() override;
+    void mettreAJourBoutons() override;
+    void ajouter() override;
+    void modifier() override;
+    void supprimer() override;
     void enregistrer();
-    void supprimer();
     void ajouterMembres(const QString& stations);
     void enlever();
-    void ouvrirCadre(bool ajout);
-    void fermerCadre();
     QStringList membres() const;
 
-    CadreEdition* m_edition;
-    bool m_place = false;
     QString m_nomCharge;
 };
 

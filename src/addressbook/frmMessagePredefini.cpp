@@ -4,7 +4,6 @@
 #include "addressbook/Saisie.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
-#include "common/DataFile.h"
 #include "common/Fenetres.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
@@ -12,10 +11,8 @@
 #include "engine/Settings.h"
 
 #include <QAction>
-#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QKeyEvent>
 #include <QListWidget>
 #include <QMenu>
 #include <QPlainTextEdit>
@@ -24,19 +21,8 @@
 
 namespace pv {
 
-namespace {
-
-const QString ClePosition = QStringLiteral("PositionTailleFenetreMessagePredefini");
-
-QString langue()
-{
-    return gParametres().fichierLangue;
-}
-
-} // namespace
-
 frmMessagePredefini::frmMessagePredefini(QWidget* parent)
-    : QDialog(parent)
+    : DialogueEdition(parent, QStringLiteral("PositionTailleFenetreMessagePredefini"))
 {
     setObjectName(QStringLiteral("frmMessagePredefini"));
     setWindowTitle(QStringLiteral("Messages prédéfinis"));
@@ -93,15 +79,6 @@ frmMessagePredefini::frmMessagePredefini(QWidget* parent)
             cmdInsererCaractereSpecial->mapToGlobal(QPoint(0, cmdInsererCaractereSpecial->height())));
     });
 
-    auto* boutons = new QVBoxLayout;
-    for (QPushButton* b : {cmdAjouter, cmdModifier, cmdSupprimer}) {
-        boutons->addWidget(b);
-    }
-    boutons->addStretch();
-    boutons->addWidget(cmdFermer);
-    auto* haut = new QHBoxLayout;
-    haut->addWidget(lstMessagePredefini, 1);
-    haut->addLayout(boutons);
     auto* boutonsCadre = new QVBoxLayout;
     boutonsCadre->addWidget(cmdInsererCaractereSpecial);
     boutonsCadre->addStretch();
@@ -111,53 +88,18 @@ frmMessagePredefini::frmMessagePredefini(QWidget* parent)
     editeur->addWidget(txtMessage, 1);
     editeur->addLayout(boutonsCadre);
     txtMessage->setMinimumHeight(110);
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(haut, 1);
-    layout->addWidget(fraMessagePredefini);
+    CadreEdition::disposer(
+        this, lstMessagePredefini, {cmdAjouter, cmdModifier, cmdSupprimer}, cmdFermer, fraMessagePredefini);
 
-    m_edition
-        = new CadreEdition(lstMessagePredefini, fraMessagePredefini, {cmdAjouter, cmdModifier, cmdSupprimer}, this);
-    connect(m_edition, &CadreEdition::modifierDemande, this, &frmMessagePredefini::modifier);
-    connect(cmdAjouter, &QPushButton::clicked, this, &frmMessagePredefini::ajouter);
-    connect(cmdModifier, &QPushButton::clicked, this, &frmMessagePredefini::modifier);
-    connect(cmdSupprimer, &QPushButton::clicked, this, &frmMessagePredefini::supprimer);
+    installerCadre(
+        lstMessagePredefini, fraMessagePredefini, cmdAjouter, cmdModifier, cmdSupprimer, {}, nullptr, cmdAnnuler);
     connect(cmdOK, &QPushButton::clicked, this, &frmMessagePredefini::enregistrer);
-    connect(cmdAnnuler, &QPushButton::clicked, this, &frmMessagePredefini::fermerCadre);
     connect(cmdFermer, &QPushButton::clicked, this, &QDialog::reject);
 
     setMinimumSize(460, 220);
     resize(600, 260);
     gAfficherLibelle(langue(), this);
     remplirListe();
-}
-
-void frmMessagePredefini::showEvent(QShowEvent* event)
-{
-    if (!m_place) {
-        m_place = true;
-        gRestaurerPositionFenetre(this, ClePosition);
-    }
-    QDialog::showEvent(event);
-}
-
-void frmMessagePredefini::done(int resultat)
-{
-    if (m_edition->ouvert()) {
-        fermerCadre();
-    }
-    if (m_place) {
-        gEnregistrerPositionFenetre(this, ClePosition);
-    }
-    QDialog::done(resultat);
-}
-
-void frmMessagePredefini::keyPressEvent(QKeyEvent* event)
-{
-    if (event->key() == Qt::Key_Escape && m_edition->ouvert()) {
-        fermerCadre();
-        return;
-    }
-    QDialog::keyPressEvent(event);
 }
 
 void frmMessagePredefini::remplirListe(const QString& cleASelectionner)
@@ -175,33 +117,16 @@ void frmMessagePredefini::remplirListe(const QString& cleASelectionner)
     mettreAJourBoutons();
 }
 
-void frmMessagePredefini::mettreAJourBoutons()
+void frmMessagePredefini::recharger()
 {
-    if (!m_edition->ouvert()) {
-        const bool lignes = lstMessagePredefini->count() > 0;
-        cmdModifier->setEnabled(lignes);
-        cmdSupprimer->setEnabled(lignes);
-    }
-}
-
-void frmMessagePredefini::ouvrirCadre(bool ajout)
-{
-    gFairePlaceAuCadre(this, fraMessagePredefini, true);
-    m_edition->ouvrir(ajout, txtMessage);
-}
-
-void frmMessagePredefini::fermerCadre()
-{
-    gFairePlaceAuCadre(this, fraMessagePredefini, false);
-    m_edition->fermer();
-    mettreAJourBoutons();
+    gChargerMessagePredefini();
 }
 
 void frmMessagePredefini::ajouter()
 {
     txtMessage->clear();
     m_cleChargee.clear();
-    ouvrirCadre(true);
+    ouvrirCadre(true, txtMessage);
 }
 
 void frmMessagePredefini::modifier()
@@ -213,7 +138,7 @@ void frmMessagePredefini::modifier()
     const QListWidgetItem* item = lstMessagePredefini->item(ligne);
     txtMessage->setPlainText(gDecoderTexte(item->text()).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
     m_cleChargee = item->data(Qt::UserRole).toString();
-    ouvrirCadre(false);
+    ouvrirCadre(false, txtMessage);
 }
 
 void frmMessagePredefini::enregistrer()
@@ -227,42 +152,19 @@ void frmMessagePredefini::enregistrer()
     try {
         cle = gEnregistrerMessagePredefini(m_cleChargee, texte, gMaintenant());
     } catch (const std::exception& e) {
-        gMessageBox(langue(),
-                    QStringLiteral("ErreurEcritureFichier"),
-                    MsgStyle::Exclamation,
-                    {gFichierDonnees(), QString::fromUtf8(e.what())});
+        signalerEchecEcriture(e);
         return;
     }
-    gChargerMessagePredefini();
-    Q_EMIT donneesModifiees();
+    tableModifiee();
     remplirListe(cle);
     fermerCadre();
 }
 
 void frmMessagePredefini::supprimer()
 {
-    const int ligne = m_edition->ligneSelectionnee();
-    if (ligne < 0) {
-        return;
-    }
-    if (!CadreEdition::confirmerSuppression(langue(), "SupprimerMessagePredefini")) {
-        lstMessagePredefini->setFocus();
-        return;
-    }
-    try {
+    supprimerLigne("SupprimerMessagePredefini", [this](int ligne) {
         gSupprimerMessagePredefini(lstMessagePredefini->item(ligne)->data(Qt::UserRole).toString());
-    } catch (const std::exception& e) {
-        gMessageBox(langue(),
-                    QStringLiteral("ErreurEcritureFichier"),
-                    MsgStyle::Exclamation,
-                    {gFichierDonnees(), QString::fromUtf8(e.what())});
-        return;
-    }
-    gChargerMessagePredefini();
-    Q_EMIT donneesModifiees();
-    remplirListe();
-    m_edition->selectionnerApresSuppression(ligne);
-    mettreAJourBoutons();
+    });
 }
 
 } // namespace pv

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QDialog>
+#include "common/CadreEdition.h"
 
 class QAction;
 class QGroupBox;
@@ -11,10 +11,8 @@ class QPushButton;
 
 namespace pv {
 
-class CadreEdition;
-
 // The stock texts offered by the main window, placeholders included.
-class frmMessagePredefini : public QDialog
+class frmMessagePredefini : public DialogueEdition
 {
     Q_OBJECT
 
@@ -34,29 +32,14 @@ public:
     QMenu* mnuCaracteresSpeciaux;
     QList<QAction*> mnuCaractereSpecial; // by menu position; separators are null
 
-Q_SIGNALS:
-    // The table was written and reloaded.
-    void donneesModifiees();
-
-public Q_SLOTS:
-    void done(int resultat) override;
-
-protected:
-    void showEvent(QShowEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-
 private:
-    void remplirListe(const QString& cleASelectionner = QString());
-    void mettreAJourBoutons();
-    void ajouter();
-    void modifier();
+    void remplirListe(const QString& cleASelectionner = QString()) override;
+    void recharger() override;
+    void ajouter() override;
+    void modifier() override;
+    void supprimer() override;
     void enregistrer();
-    void supprimer();
-    void ouvrirCadre(bool ajout);
-    void fermerCadre();
 
-    CadreEdition* m_edition;
-    bool m_place = false;
     QString m_cleChargee;
 };
 

@@ -5,20 +5,15 @@
 #include "addressbook/frmRechercherUtilisateur.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
-#include "common/DataFile.h"
-#include "common/Fenetres.h"
+#include "common/Dialogues.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
-#include "engine/Settings.h"
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QFileDialog>
 #include <QGridLayout>
 #include <QGroupBox>
-#include <QHBoxLayout>
 #include <QHeaderView>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -29,20 +24,10 @@ namespace pv {
 
 namespace {
 
-const QString ClePosition = QStringLiteral("PositionTailleFenetreUtilisateur");
-
-QString langue()
-{
-    return gParametres().fichierLangue;
-}
-
 QString choisirFichierImport(QWidget* proprietaire)
 {
-    return QFileDialog::getOpenFileName(
-        proprietaire,
-        gMessageTexte(langue(), QStringLiteral("TitreFenetreImporterUtilisateur")),
-        QString(),
-        gFiltreDialogueQt(gMessageTexte(langue(), QStringLiteral("FiltreFichierTexte"))));
+    return gOuvrirFichier(
+        proprietaire, QStringLiteral("FiltreFichierTexte"), QStringLiteral("TitreFenetreImporterUtilisateur"));
 }
 
 QString rechercherDomaine(QWidget* proprietaire)
@@ -52,16 +37,10 @@ QString rechercherDomaine(QWidget* proprietaire)
     return recherche.mstrListeStation;
 }
 
-void signalerEchec(const char* cle, const std::exception& e)
-{
-    QApplication::restoreOverrideCursor();
-    gMessageBox(langue(), QLatin1String(cle), MsgStyle::Exclamation, {gFichierDonnees(), QString::fromUtf8(e.what())});
-}
-
 } // namespace
 
 frmUtilisateur::frmUtilisateur(QWidget* parent)
-    : QDialog(parent)
+    : DialogueEdition(parent, QStringLiteral("PositionTailleFenetreUtilisateur"))
 {
     setObjectName(QStringLiteral("frmUtilisateur"));
     setWindowTitle(QStringLiteral("Utilisateurs"));
@@ -102,15 +81,6 @@ frmUtilisateur::frmUtilisateur(QWidget* parent)
     gSelectionnerAuFocus(txtNomStation);
     gSelectionnerAuFocus(txtDescription);
 
-    auto* boutons = new QVBoxLayout;
-    for (QPushButton* b : {cmdAjouter, cmdModifier, cmdSupprimer, cmdImporter, cmdRechercher}) {
-        boutons->addWidget(b);
-    }
-    boutons->addStretch();
-    boutons->addWidget(cmdFermer);
-    auto* haut = new QHBoxLayout;
-    haut->addWidget(fraListeUtilisateur, 1);
-    haut->addLayout(boutons);
     auto* editeur = new QGridLayout(fraUtilisateur);
     editeur->addWidget(lblNomStation, 0, 0);
     editeur->addWidget(txtNomStation, 0, 1);
@@ -120,24 +90,23 @@ frmUtilisateur::frmUtilisateur(QWidget* parent)
     editeur->addWidget(cmdOK, 0, 2);
     editeur->addWidget(cmdAnnuler, 1, 2);
     editeur->setColumnStretch(1, 1);
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(haut, 1);
-    layout->addWidget(fraUtilisateur);
+    CadreEdition::disposer(this,
+                           fraListeUtilisateur,
+                           {cmdAjouter, cmdModifier, cmdSupprimer, cmdImporter, cmdRechercher},
+                           cmdFermer,
+                           fraUtilisateur);
 
-    m_edition = new CadreEdition(
-        lstUtilisateur, fraUtilisateur, {cmdAjouter, cmdModifier, cmdSupprimer, cmdImporter, cmdRechercher}, this);
-    connect(m_edition, &CadreEdition::modifierDemande, this, [this] {
-        if (!mblnSelectionnerSeulement) {
-            modifier();
-        }
-    });
-    connect(cmdAjouter, &QPushButton::clicked, this, &frmUtilisateur::ajouter);
-    connect(cmdModifier, &QPushButton::clicked, this, &frmUtilisateur::modifier);
-    connect(cmdSupprimer, &QPushButton::clicked, this, &frmUtilisateur::supprimer);
+    installerCadre(lstUtilisateur,
+                   fraUtilisateur,
+                   cmdAjouter,
+                   cmdModifier,
+                   cmdSupprimer,
+                   {cmdImporter, cmdRechercher},
+                   cmdOK,
+                   cmdAnnuler);
     connect(cmdImporter, &QPushButton::clicked, this, &frmUtilisateur::importer);
     connect(cmdRechercher, &QPushButton::clicked, this, &frmUtilisateur::rechercher);
     connect(cmdOK, &QPushButton::clicked, this, [this] { mEnregistrerUtilisateur(); });
-    connect(cmdAnnuler, &QPushButton::clicked, this, &frmUtilisateur::annuler);
     connect(cmdFermer, &QPushButton::clicked, this, [this] {
         mstrListeStation.clear();
         reject();
@@ -168,7 +137,6 @@ frmUtilisateur::frmUtilisateur(QWidget* parent)
 
 void frmUtilisateur::charger()
 {
-    m_charge = true;
     lstUtilisateur->setSelectionMode(mblnSelectionnerSeulement ? QAbstractItemView::ExtendedSelection
                                                                : QAbstractItemView::SingleSelection);
     if (mblnSelectionnerSeulement) {
@@ -179,36 +147,12 @@ void frmUtilisateur::charger()
         }
     }
     remplirListe();
-    gRestaurerPositionFenetre(this, ClePosition);
+    placer();
 }
 
-void frmUtilisateur::showEvent(QShowEvent* event)
+void frmUtilisateur::premierAffichage()
 {
-    if (!m_charge) {
-        charger();
-    }
-    QDialog::showEvent(event);
-}
-
-void frmUtilisateur::done(int resultat)
-{
-    if (m_edition->ouvert()) {
-        fermerCadre();
-    }
-    if (m_charge) {
-        gEnregistrerPositionFenetre(this, ClePosition);
-    }
-    QDialog::done(resultat);
-}
-
-void frmUtilisateur::keyPressEvent(QKeyEvent* event)
-{
-    // Escape leaves the editor, not the window.
-    if (event->key() == Qt::Key_Escape && m_edition->ouvert()) {
-        annuler();
-        return;
-    }
-    QDialog::keyPressEvent(event);
+    charger();
 }
 
 void frmUtilisateur::remplirListe(const QString& stationASelectionner)
@@ -247,30 +191,10 @@ void frmUtilisateur::remplirListe(const QString& stationASelectionner)
 
 void frmUtilisateur::mettreAJourBoutons()
 {
-    if (m_edition->ouvert()) {
-        return;
-    }
-    const bool lignes = lstUtilisateur->topLevelItemCount() > 0;
-    cmdModifier->setEnabled(lignes);
-    cmdSupprimer->setEnabled(lignes);
-    if (mblnSelectionnerSeulement) {
+    DialogueEdition::mettreAJourBoutons();
+    if (mblnSelectionnerSeulement && !m_edition->ouvert()) {
         cmdRechercher->setEnabled(!lstUtilisateur->selectedItems().isEmpty());
     }
-}
-
-void frmUtilisateur::ouvrirCadre(bool ajout)
-{
-    gFairePlaceAuCadre(this, fraUtilisateur, true);
-    m_edition->ouvrir(ajout, txtNomStation);
-    cmdOK->setDefault(true);
-}
-
-void frmUtilisateur::fermerCadre()
-{
-    cmdOK->setDefault(false);
-    gFairePlaceAuCadre(this, fraUtilisateur, false);
-    m_edition->fermer();
-    mettreAJourBoutons();
 }
 
 void frmUtilisateur::ajouter()
@@ -280,13 +204,14 @@ void frmUtilisateur::ajouter()
     chkIgnorer->setChecked(false);
     m_stationChargee.clear();
     m_descriptionChargee.clear();
-    ouvrirCadre(true);
+    ouvrirCadre(true, txtNomStation);
 }
 
 void frmUtilisateur::modifier()
 {
     const QTreeWidgetItem* ligne = lstUtilisateur->currentItem();
-    if (!ligne || !ligne->isSelected()) {
+    // Nothing is modified in selection mode.
+    if (mblnSelectionnerSeulement || !ligne || !ligne->isSelected()) {
         return;
     }
     txtNomStation->setText(ligne->text(0));
@@ -294,18 +219,12 @@ void frmUtilisateur::modifier()
     chkIgnorer->setChecked(!ligne->text(2).isEmpty());
     m_stationChargee = ligne->text(0);
     m_descriptionChargee = ligne->text(1);
-    ouvrirCadre(false);
+    ouvrirCadre(false, txtNomStation);
 }
 
-void frmUtilisateur::annuler()
-{
-    fermerCadre();
-}
-
-void frmUtilisateur::tableModifiee()
+void frmUtilisateur::recharger()
 {
     gChargerUtilisateurGroupe();
-    Q_EMIT donneesModifiees();
 }
 
 void frmUtilisateur::mEnregistrerUtilisateur(const QString& pstrStation)
@@ -314,7 +233,7 @@ void frmUtilisateur::mEnregistrerUtilisateur(const QString& pstrStation)
         try {
             gEnregistrerStation(pstrStation);
         } catch (const std::exception& e) {
-            signalerEchec("ErreurEcritureFichier", e);
+            signalerEchecEcriture(e);
         }
         tableModifiee();
         return;
@@ -331,7 +250,7 @@ void frmUtilisateur::mEnregistrerUtilisateur(const QString& pstrStation)
         gEnregistrerUtilisateur(saisie, m_stationChargee);
     } catch (const std::exception& e) {
         // The editor stays open with what was typed.
-        signalerEchec("ErreurEcritureFichier", e);
+        signalerEchecEcriture(e);
         return;
     }
     tableModifiee();
@@ -341,24 +260,8 @@ void frmUtilisateur::mEnregistrerUtilisateur(const QString& pstrStation)
 
 void frmUtilisateur::supprimer()
 {
-    const int ligne = m_edition->ligneSelectionnee();
-    if (ligne < 0) {
-        return;
-    }
-    if (!CadreEdition::confirmerSuppression(langue(), "SupprimerUtilisateur")) {
-        lstUtilisateur->setFocus();
-        return;
-    }
-    try {
-        gSupprimerUtilisateur(lstUtilisateur->topLevelItem(ligne)->text(0));
-    } catch (const std::exception& e) {
-        signalerEchec("ErreurEcritureFichier", e);
-        return;
-    }
-    tableModifiee();
-    remplirListe();
-    m_edition->selectionnerApresSuppression(ligne);
-    mettreAJourBoutons();
+    supprimerLigne("SupprimerUtilisateur",
+                   [this](int ligne) { gSupprimerUtilisateur(lstUtilisateur->topLevelItem(ligne)->text(0)); });
 }
 
 QString frmUtilisateur::mImporterUtilisateur(QWidget* proprietaire, bool importerDansGroupe)
@@ -421,7 +324,8 @@ void frmUtilisateur::rechercher()
     try {
         gAjouterStations(stations);
     } catch (const std::exception& e) {
-        signalerEchec("ErreurEcritureFichier", e);
+        QApplication::restoreOverrideCursor();
+        signalerEchecEcriture(e);
         return;
     }
     tableModifiee();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QDialog>
+#include "common/CadreEdition.h"
 
 #include <functional>
 
@@ -13,10 +13,8 @@ class QTreeWidget;
 
 namespace pv {
 
-class CadreEdition;
-
 // The users window: the address book, and in selection mode the picker of the groups editor.
-class frmUtilisateur : public QDialog
+class frmUtilisateur : public DialogueEdition
 {
     Q_OBJECT
 
@@ -60,32 +58,17 @@ public:
     QPushButton* cmdAnnuler;
     QPushButton* cmdFermer;
 
-Q_SIGNALS:
-    // The user table was written and reloaded.
-    void donneesModifiees();
-
-public Q_SLOTS:
-    void done(int resultat) override;
-
-protected:
-    void showEvent(QShowEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-
 private:
-    void remplirListe(const QString& stationASelectionner = QString());
-    void mettreAJourBoutons();
-    void ajouter();
-    void modifier();
-    void annuler();
-    void supprimer();
+    void premierAffichage() override;
+    void remplirListe(const QString& stationASelectionner = QString()) override;
+    void recharger() override;
+    void mettreAJourBoutons() override;
+    void ajouter() override;
+    void modifier() override;
+    void supprimer() override;
     void importer();
     void rechercher();
-    void ouvrirCadre(bool ajout);
-    void fermerCadre();
-    void tableModifiee();
 
-    CadreEdition* m_edition;
-    bool m_charge = false;
     int m_colonneTri = -1;
     QString m_stationChargee;
     QString m_descriptionChargee;

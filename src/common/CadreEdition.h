@@ -1,11 +1,16 @@
 #pragma once
 
+#include <QDialog>
 #include <QList>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
 
+#include <exception>
+#include <functional>
+
 class QAbstractItemView;
+class QPushButton;
 class QWidget;
 
 namespace pv {
@@ -47,6 +52,11 @@ public:
     int ligneSelectionnee() const;
     void selectionnerLigne(int ligne);
 
+    // The editors' layout: the list (or its frame) with its buttons on the right and Close at their foot, the
+    // editing frame below.
+    static void disposer(
+        QWidget* fenetre, QWidget* liste, const QList<QPushButton*>& boutons, QPushButton* cmdFermer, QWidget* cadre);
+
 Q_SIGNALS:
     // A double click on a list that holds at least one row, while the frame is closed.
     void modifierDemande();
@@ -59,6 +69,76 @@ private:
     QList<QPointer<QWidget>> m_boutons;
     bool m_ouvert = false;
     bool m_ajout = false;
+};
+
+// Grows the window by the frame's height when it shows, and gives the height back when it hides.
+void gFairePlaceAuCadre(QWidget* fenetre, QWidget* cadre, bool visible);
+
+// The address book's editors (users, groups, predefined messages): the frame grows the window as it opens,
+// Escape and closing the window leave the frame first, and the window keeps its place between runs.
+class DialogueEdition : public QDialog
+{
+    Q_OBJECT
+
+Q_SIGNALS:
+    // The table was written and reloaded.
+    void donneesModifiees();
+
+public Q_SLOTS:
+    void done(int resultat) override;
+
+protected:
+    DialogueEdition(QWidget* parent, const QString& clePosition);
+
+    // Once the controls exist: Add, Modify (and a double click), Delete and Cancel reach the members below.
+    // `autres` are more list buttons that editing disables; `cmdOK`, when given, is the default button of the frame.
+    void installerCadre(QAbstractItemView* liste,
+                        QWidget* cadre,
+                        QPushButton* cmdAjouter,
+                        QPushButton* cmdModifier,
+                        QPushButton* cmdSupprimer,
+                        const QList<QWidget*>& autres,
+                        QPushButton* cmdOK,
+                        QPushButton* cmdAnnuler);
+
+    virtual void ajouter() = 0;
+    virtual void modifier() = 0;
+    virtual void supprimer() = 0;
+    // Fills the list again, selecting the row of `selection`.
+    virtual void remplirListe(const QString& selection = QString()) = 0;
+    // Reads the table again after a write.
+    virtual void recharger() = 0;
+    // Modify and Delete need a row; they stay as they are while the frame is open.
+    virtual void mettreAJourBoutons();
+    // At the first show; places the window by default.
+    virtual void premierAffichage();
+
+    // Puts the window where it was left; it keeps its place from then on.
+    void placer();
+    void ouvrirCadre(bool ajout, QWidget* premier);
+    void fermerCadre();
+    // recharger(), then donneesModifiees.
+    void tableModifiee();
+    // Deletes the selected row once the question `cleQuestion` is answered Yes: `effacer` writes the store and may
+    // throw; then the list is filled again and the row at the same position selected.
+    void supprimerLigne(const char* cleQuestion, const std::function<void(int ligne)>& effacer);
+    // The data file could not be written.
+    static void signalerEchecEcriture(const std::exception& e);
+    static QString langue();
+
+    void showEvent(QShowEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+    CadreEdition* m_edition = nullptr;
+
+private:
+    QString m_clePosition;
+    QAbstractItemView* m_liste = nullptr;
+    QWidget* m_cadre = nullptr;
+    QPushButton* m_cmdModifier = nullptr;
+    QPushButton* m_cmdSupprimer = nullptr;
+    QPushButton* m_cmdOK = nullptr;
+    bool m_place = false;
 };
 
 } // namespace pv

@@ -42,7 +42,11 @@ void gEnregistrerPositionFenetre(QWidget* fenetre, const QString& cle)
 
 void gAppliquerPolice(QWidget* controle)
 {
-    const PoliceMessage& p = gParametres().police;
+    gAppliquerPolice(controle, gParametres().police);
+}
+
+void gAppliquerPolice(QWidget* controle, const PoliceMessage& p)
+{
     QFont font = controle->font();
     if (!p.nom.isEmpty()) {
         font.setFamily(p.nom);

@@ -1,15 +1,11 @@
 #include "engine/VerificationExpediteur.h"
 
+#include "common/TravailDeFond.h"
 #include "messenger/NameQuery.h"
 
 #include <QHostAddress>
-#include <QObject>
 
 #include <algorithm>
-#include <memory>
-#include <mutex>
-#include <system_error>
-#include <thread>
 
 namespace pv {
 
@@ -61,30 +57,13 @@ void gVerifierExpediteurAsync(QObject* contexte,
                               std::function<void(VerdictExpediteur)> rappel,
                               ResolveursExpediteur resolveurs)
 {
-    // The worker may outlive the context: it posts only while the context is alive, under the lock.
-    struct Cible
-    {
-        std::mutex mutex;
-        QObject* objet = nullptr;
-    };
-    auto cible = std::make_shared<Cible>();
-    cible->objet = contexte;
-    QObject::connect(contexte, &QObject::destroyed, [cible] {
-        const std::lock_guard verrou(cible->mutex);
-        cible->objet = nullptr;
-    });
-    try {
-        std::thread([cible, expediteur, pair, rappel = std::move(rappel), resolveurs = std::move(resolveurs)] {
-            const VerdictExpediteur verdict = gVerifierExpediteur(expediteur, pair, resolveurs);
-            const std::lock_guard verrou(cible->mutex);
-            if (cible->objet) {
-                QMetaObject::invokeMethod(
-                    cible->objet, [rappel, verdict] { rappel(verdict); }, Qt::QueuedConnection);
-            }
-        }).detach();
-    } catch (const std::system_error&) {
-        // No thread: no answer, the window shows no warning.
-    }
+    // No thread: no answer, the window shows no warning.
+    gTravaillerEnFond<VerdictExpediteur>(
+        contexte,
+        [expediteur, pair, resolveurs = std::move(resolveurs)] {
+            return gVerifierExpediteur(expediteur, pair, resolveurs);
+        },
+        std::move(rappel));
 }
 
 } // namespace pv

@@ -23,7 +23,6 @@
 #include <QPushButton>
 #include <QTimeEdit>
 #include <QTreeWidget>
-#include <QVBoxLayout>
 
 namespace pv {
 
@@ -123,18 +122,7 @@ frmListeRappel::frmListeRappel(QWidget* parent)
     boutonsCadre->addWidget(cmdAnnuler);
     cadre->addLayout(boutonsCadre, 4, 0, 1, 3);
 
-    auto* boutons = new QVBoxLayout;
-    boutons->addWidget(cmdAjouter);
-    boutons->addWidget(cmdModifier);
-    boutons->addWidget(cmdSupprimer);
-    boutons->addStretch();
-    boutons->addWidget(cmdFermer);
-    auto* haut = new QHBoxLayout;
-    haut->addWidget(lstRappel, 1);
-    haut->addLayout(boutons);
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(haut, 1);
-    layout->addWidget(fraRappel);
+    CadreEdition::disposer(this, lstRappel, {cmdAjouter, cmdModifier, cmdSupprimer}, cmdFermer, fraRappel);
     // The list takes what the window gives; the message box, the room beside the other fields.
     fraRappel->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     txtMessage->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);

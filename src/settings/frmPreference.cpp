@@ -3,6 +3,7 @@
 #include "common/Controles.h"
 #include "common/Dialogues.h"
 #include "common/ErrorReport.h"
+#include "common/Fenetres.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/Paths.h"
@@ -34,11 +35,6 @@ namespace {
 QString texteMessage(const char* cle)
 {
     return gMessageTexte(gParametres().fichierLangue, QLatin1String(cle));
-}
-
-QColor couleurWindows(qint32 couleur)
-{
-    return QColor(couleur & 0xFF, (couleur >> 8) & 0xFF, (couleur >> 16) & 0xFF);
 }
 
 // Wide enough for seven digits.
@@ -438,20 +434,7 @@ void frmPreference::afficherPolice(const QString& police)
     PoliceMessage p;
     gAnalyserPoliceMessage(police, p);
     txtApercuPolice->setText(gTexteApercuPolice(police));
-    QFont font = txtApercuPolice->font();
-    if (!p.nom.isEmpty()) {
-        font.setFamily(p.nom);
-    }
-    if (p.taille > 0) {
-        font.setPointSize(p.taille);
-    }
-    font.setBold(p.gras);
-    font.setItalic(p.italique);
-    font.setUnderline(p.souligne);
-    txtApercuPolice->setFont(font);
-    QPalette palette = txtApercuPolice->palette();
-    palette.setColor(QPalette::Text, couleurWindows(p.couleur));
-    txtApercuPolice->setPalette(palette);
+    gAppliquerPolice(txtApercuPolice, p);
 }
 
 void frmPreference::cmdOuvrirFichierSon_Click()

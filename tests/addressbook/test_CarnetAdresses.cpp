@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "addressbook/CarnetAdresses.h"
 #include "addressbook/RechercheDomaine.h"
 #include "common/DataFile.h"
@@ -25,10 +27,7 @@ protected:
 
     void ecrire(const QString& nom, const QByteArray& octets)
     {
-        QFile f(m_dir.filePath(nom));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(octets);
-        f.close();
+        ASSERT_TRUE(test::writeFile(m_dir.filePath(nom), octets));
         gChargerUtilisateurGroupe();
     }
 
@@ -185,26 +184,11 @@ TEST_F(CarnetTest, PredefinedMessagesKeepTheirKey)
     EXPECT_EQ(section(SectionMessagePredefini), "20240102030406=Second");
 }
 
-TEST(Carnet, FileDialogFilterInQtForm)
-{
-    const std::pair<const char*, const char*> cas[] = {
-        {"Text files (*.txt)|*.txt|All files (*)|*", "Text files (*.txt);;All files (*)"},
-        {"Texts|*.txt; *.log", "Texts (*.txt *.log)"},
-        {"Odd (*.x)|*.txt|dangling", "Odd (*.txt)"},
-    };
-    for (const auto& [windows, qt] : cas) {
-        EXPECT_EQ(gFiltreDialogueQt(windows), qt) << windows;
-    }
-}
-
 TEST(Carnet, DomainOfTheSearch)
 {
     QTemporaryDir dir;
-    QFile conf(dir.filePath("smb.conf"));
-    ASSERT_TRUE(conf.open(QIODevice::WriteOnly));
-    conf.write("[global]\nworkgroup = homewg\n");
-    conf.close();
-    qputenv("PILVANOR_SMB_CONF", conf.fileName().toUtf8());
+    ASSERT_TRUE(test::writeFile(dir.filePath("smb.conf"), "[global]\nworkgroup = homewg\n"));
+    qputenv("PILVANOR_SMB_CONF", dir.filePath("smb.conf").toUtf8());
     EXPECT_EQ(gDomaineRecherche(true, "other"), "HOMEWG") << "the box is not read for the primary domain";
     EXPECT_EQ(gDomaineRecherche(false, " testwg "), "TESTWG");
     qunsetenv("PILVANOR_SMB_CONF");

@@ -1,14 +1,10 @@
+#include "FormFixture.h"
+
 #include "addressbook/frmGroupe.h"
 #include "addressbook/frmMessagePredefini.h"
 #include "addressbook/frmRechercherUtilisateur.h"
 #include "addressbook/frmUtilisateur.h"
-#include "common/DataFile.h"
 #include "common/IniFile.h"
-#include "common/LabelApplier.h"
-#include "common/Language.h"
-#include "common/Paths.h"
-#include "engine/Placeholders.h"
-#include "engine/Settings.h"
 #include "engine/frmPilvanor.h"
 
 #include <QAction>
@@ -22,7 +18,6 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTemporaryFile>
 #include <QThread>
 #include <QTreeWidget>
@@ -37,8 +32,7 @@ class tst_Editeurs : public QObject
 {
     Q_OBJECT
 
-    static QString langFile(const char* code) { return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + code; }
-    static QString texte(const char* cle) { return gMessageTexte(langFile("ENG"), cle); }
+    static QString texte(const char* cle) { return gMessageTexte(test::langFile("ENG"), cle); }
     static QString section(const char* nom) { return IniFile(gFichierDonnees()).readSection(nom).join(';'); }
 
     static QStringList lignes(const QTreeWidget* liste, int colonne = 0)
@@ -61,30 +55,21 @@ class tst_Editeurs : public QObject
         }
     }
     // The boxes shown since the last call, as their texts.
-    QStringList boites() { return std::exchange(m_boxes, {}); }
+    QStringList boites()
+    {
+        QStringList textes;
+        for (const auto& boite : m_fixture.takeBoxes()) {
+            textes.append(boite.first);
+        }
+        return textes;
+    }
 
-    std::unique_ptr<QTemporaryDir> m_home;
-    QStringList m_boxes;
-    int m_answer = MsgResult::Yes;
+    test::FormFixture m_fixture;
 
 private Q_SLOTS:
     void init()
     {
-        m_home = std::make_unique<QTemporaryDir>();
-        qputenv("HOME", m_home->path().toUtf8());
-        for (const char* v : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"}) {
-            qunsetenv(v);
-        }
-        gDefinirFichierParametres(m_home->filePath("settings.ini"));
-        gDefinirFichierDonnees(m_home->filePath("data.ini"));
-        gParametres() = Parametres {};
-        gParametres().fichierLangue = langFile("ENG");
-        m_boxes.clear();
-        m_answer = MsgResult::Yes;
-        setMessageBoxPresenter([this](const QString& text, int, const QString&) {
-            m_boxes.append(text);
-            return m_answer;
-        });
+        m_fixture.reset(MsgResult::Yes);
         IniFile(gFichierDonnees()).update([](IniDocument& doc) {
             doc.replaceSection(SectionUtilisateur, {"PC1=Alice|0", "PC2=Bob|1", "PC3=Carol|0"});
             doc.replaceSection(SectionGroupe, {"Compta=PC1,PC2", "Direction=PC3"});
@@ -92,25 +77,6 @@ private Q_SLOTS:
         });
         gChargerUtilisateurGroupe();
         gChargerMessagePredefini();
-    }
-
-    void captionsComeFromTheLanguageFile()
-    {
-        for (const char* code : {"ENG", "FRA"}) {
-            gParametres().fichierLangue = langFile(code);
-            frmUtilisateur u;
-            frmGroupe g;
-            frmRechercherUtilisateur r;
-            frmMessagePredefini m;
-            for (QWidget* w : std::initializer_list<QWidget*> {&u, &g, &r, &m}) {
-                const QStringList problems = gVerifierLibelles(langFile(code), w);
-                QVERIFY2(problems.isEmpty(), qPrintable(problems.join('\n')));
-                QCOMPARE(w->windowTitle(), IniFile(langFile(code)).readString(w->objectName(), "TITRE"));
-            }
-            QCOMPARE(m.mnuCaractereSpecial[4]->text(),
-                     IniFile(langFile(code)).readString("frmMessagePredefini", "mnuCaractereSpecial(4)"));
-        }
-        QVERIFY(m_boxes.isEmpty());
     }
 
     void userAddModifyAndFailedChecks()
@@ -180,7 +146,7 @@ private Q_SLOTS:
         QFETCH(int, answer);
         QFETCH(QString, left);
         QFETCH(QString, selectedAfter);
-        m_answer = answer;
+        m_fixture.answer = answer;
         frmUtilisateur u;
         frmMessagePredefini m;
         u.show();
@@ -218,7 +184,7 @@ private Q_SLOTS:
 
     void importAndDomainSearchAddOnlyNewStations()
     {
-        QFile f(m_home->filePath("import.txt"));
+        QFile f(m_fixture.path("import.txt"));
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.write("ws01\tCompta\t1\n\nPC1\tOther\n");
         f.close();
@@ -226,11 +192,11 @@ private Q_SLOTS:
         w.show();
         w.mChoisirFichierImport = [&](QWidget*) { return f.fileName(); };
         QCOMPARE(w.mImporterUtilisateur(&w, false), "WS01|PC1");
-        QCOMPARE(boites(), QStringList(gMessageTexte(langFile("ENG"), "LignesSansStationIgnorees", {"1"})));
+        QCOMPARE(boites(), QStringList(gMessageTexte(test::langFile("ENG"), "LignesSansStationIgnorees", {"1"})));
         QCOMPARE(lignes(w.lstUtilisateur), QStringList({"PC1", "PC2", "PC3", "WS01"}));
         w.mChoisirFichierImport = [](QWidget*) { return QString(); };
         QCOMPARE(w.mImporterUtilisateur(&w, false), "");
-        w.mChoisirFichierImport = [&](QWidget*) { return m_home->filePath("missing.txt"); };
+        w.mChoisirFichierImport = [&](QWidget*) { return m_fixture.path("missing.txt"); };
         QCOMPARE(w.mImporterUtilisateur(&w, false), "");
         QCOMPARE(boites().size(), 1);
 
@@ -273,7 +239,7 @@ private Q_SLOTS:
         w.txtNomGroupe->setText("Ventes");
         w.cmdEnlever->click();
         QCOMPARE(lignes(w.lstUtilisateur), QStringList({"GONE"}));
-        QFile f(m_home->filePath("membres.txt"));
+        QFile f(m_fixture.path("membres.txt"));
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.write("pc1\nWS09\tNew one\n");
         f.close();
@@ -377,17 +343,11 @@ private Q_SLOTS:
         QCOMPARE(w.lstMessagePredefini->currentRow(), 0);
         QCOMPARE(gMessagesPredefinis().value(0).texte, QString::fromUtf8("Hello¶there"));
         QCOMPARE(modifies.count(), 2);
-        setHorlogeEssai({});
     }
 
     void mainWindowListsFollowTheEditors()
     {
-        qputenv("PILVANOR_MESSENGER", "off");
-        gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang"));
         IniFile(gFichierParametres()).writeString(SectionGeneral, "MinimiserSysTray", "0");
-        // Where start-up puts the data file.
-        QDir().mkpath(m_home->filePath(".local/share/Pilvanor"));
-        QVERIFY(QFile::copy(gFichierDonnees(), m_home->filePath(".local/share/Pilvanor/Pilvanor.pv")));
         frmPilvanor main;
         main.charger();
         main.cboDestinataire->setEditText("PC1,PC");

@@ -2,22 +2,8 @@
 # The address book windows of the real program under Xvfb, on a private LAN: the users window adds the stations
 # that the domain search finds (nmbd and our message service), then the groups and predefined messages windows
 # open from the menus. With PV_SCREENSHOT_DIR set, each window is photographed there.
-here=$(dirname "$0")
-source "$here/lib.sh"
-app_work=$WORK
-# The LAN's helpers win where both define one (fail, need, WORK) and end the namespaces at exit.
-source "$here/../interop/lib.sh"
-rm -rf "$app_work"
-_app_cleanup() {
-    local status=$? pid
-    set +e
-    for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null; done
-    (exit "$status")
-    _cleanup
-}
-trap _app_cleanup EXIT
-
-need_root_netns
+source "$(dirname "$0")/lib.sh"
+use_lan
 need nmbd
 service_bin=$(pv_bin pilvanor-messenger)
 start_x
@@ -32,9 +18,8 @@ wait_name h1 'MAGASIN#03' >/dev/null
 new_home user
 export PILVANOR_SMB_CONF
 PILVANOR_SMB_CONF=$(samba_conf h1)
-data="$HOME/.local/share/Pilvanor/Pilvanor.pv"
-mkdir -p "$(dirname "$data")"
-cat >"$data" <<'EOF'
+mkdir -p "$(dirname "$DATA")"
+cat >"$DATA" <<'EOF'
 [User]
 COMPTA-02=Accounts [ground floor]|0
 DIRECTION=Management office|0
@@ -55,13 +40,12 @@ shot_window() {
         import -window "$1" "$PV_SCREENSHOT_DIR/$2"
     fi
 }
-users() { sed -n '/^\[User\]/,/^\[/{/=/p}' "$data"; }
+users() { sed -n '/^\[User\]/,/^\[/{/=/p}' "$DATA"; }
 menu() {
     xdotool windowactivate --sync "$MAIN_ID" key --delay 100 "$1" "$2"
 }
 
-start_in h1 pilvanor "$PILVANOR"
-PILVANOR_PID=$!
+start_pilvanor_in h1
 MAIN_ID=$(wait_window Pilvanor) || fail "the main window did not appear"
 
 # Users: the domain search lists the workgroup; everything found is added, a known station stays as it is.
@@ -79,8 +63,7 @@ for _ in $(seq 1 50); do
     users | grep -qxF 'MAGASIN=MAGASIN|0' && break
     sleep 0.1
 done
-host=$(hostname | cut -d. -f1 | tr '[:lower:]' '[:upper:]')
-host=${host:0:15}
+host=$(machine_name)
 users | grep -qxF 'MAGASIN=MAGASIN|0' || fail "the search did not add MAGASIN: $(users | tr '\n' ' ')"
 users | grep -qxF 'COMPTA-02=Accounts [ground floor]|0' || fail "a known station changed: $(users | tr '\n' ' ')"
 users | grep -qxF "$host=$host|0" || fail "the search did not add $host: $(users | tr '\n' ' ')"
@@ -113,13 +96,12 @@ fi
 xdotool key Up Return
 xdotool key --delay 100 Tab Tab space
 for _ in $(seq 1 50); do
-    grep -qF '%UserDescription%%Time%' "$data" && break
+    grep -qF '%UserDescription%%Time%' "$DATA" && break
     sleep 0.1
 done
-grep -qxF '20240105091500=Please call me back at %MyIPAddress%.¶Thanks, %UserDescription%%Time%' "$data" ||
-    fail "the placeholder did not go in at the caret: $(grep 20240105091500 "$data")"
+grep -qxF '20240105091500=Please call me back at %MyIPAddress%.¶Thanks, %UserDescription%%Time%' "$DATA" ||
+    fail "the placeholder did not go in at the caret: $(grep 20240105091500 "$DATA")"
 xdotool key Escape
 
-kill -TERM "$PILVANOR_PID"
-wait_exit "$PILVANOR_PID" || fail "pilvanor did not end on SIGTERM"
+quit_pilvanor
 echo "PASS address book windows"

@@ -40,7 +40,6 @@ kill -0 "$PILVANOR_PID" || fail "the close box ended the program"
 position=$(setting PositionTailleFenetrePrincipale)
 
 # SIGTERM ends it like the Quit menu; a minimised window does not overwrite the kept position.
-kill -TERM "$PILVANOR_PID"
-wait_exit "$PILVANOR_PID" || fail "SIGTERM did not end the program"
+quit_pilvanor
 [ "$(setting PositionTailleFenetrePrincipale)" = "$position" ] || fail "a minimised window overwrote the position"
 echo "PASS desktop"

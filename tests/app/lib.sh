@@ -31,6 +31,7 @@ new_home() {
     export XDG_RUNTIME_DIR="$HOME/run"
     mkdir -p -m 700 "$XDG_RUNTIME_DIR"
     CONF="$HOME/.config/Pilvanor/Pilvanor.conf"
+    DATA="$HOME/.local/share/Pilvanor/Pilvanor.pv"
     # These tests run in the machine's own namespace: no message service listening on its network.
     export PILVANOR_MESSENGER=off
 }
@@ -56,12 +57,51 @@ start_pilvanor() {
     PIDS+=("$PILVANOR_PID")
 }
 
+quit_pilvanor() {
+    kill -TERM "$PILVANOR_PID"
+    wait_exit "$PILVANOR_PID" || fail "pilvanor did not end on SIGTERM"
+}
+
+# For the tests on a private LAN (as root). The LAN's helpers win where both define one (fail, need, WORK); at exit
+# X goes too, then the LAN's own clean-up, which reads the exit status from $?.
+use_lan() {
+    local app_work=$WORK
+    source "$(dirname "${BASH_SOURCE[0]}")/../interop/lib.sh" "$BIN_DIR"
+    rm -rf "$app_work"
+    trap _lan_cleanup EXIT
+    need_root_netns
+}
+
+_lan_cleanup() {
+    local status=$? pid
+    set +e
+    for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null; done
+    (exit "$status")
+    _cleanup
+}
+
+# pilvanor inside host H of the LAN: it reaches the display through the socket file under /tmp/.X11-unix.
+start_pilvanor_in() {
+    start_in "$1" pilvanor "$PILVANOR"
+    PILVANOR_PID=$!
+}
+
 # Waits for a visible top-level window of that exact name and prints its id.
 wait_window() {
     local name=$1 i id
     for i in $(seq 1 100); do
         id=$(xdotool search --onlyvisible --name "^${name}\$" 2>/dev/null | head -n 1 || true)
         if [ -n "$id" ]; then echo "$id"; return 0; fi
+        sleep 0.1
+    done
+    return 1
+}
+
+# Waits until no visible window has that name.
+wait_gone() {
+    local i
+    for i in $(seq 1 50); do
+        xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1 || return 0
         sleep 0.1
     done
     return 1
@@ -91,6 +131,11 @@ wait_exit() {
 
 setting() {
     sed -n "s/^$1=//p" "$CONF" 2>/dev/null | head -n 1
+}
+
+# The received (Incoming) or sent (Outgoing) history, "station|text" a line.
+pv_history() {
+    sed -n "/^\[$1Message\]/,/^\[/{/^[0-9]\{17\}=/p}" "$DATA" 2>/dev/null | cut -d= -f2-
 }
 
 shot() {

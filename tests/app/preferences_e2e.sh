@@ -1,29 +1,14 @@
 #!/usr/bin/env bash
 # The preferences of the real program, driven from the keyboard under Xvfb on a private LAN: a new sender name
 # becomes a name of this station's message service, so a message another station sends to it arrives here.
-here=$(dirname "$0")
-source "$here/lib.sh"
-app_work=$WORK
-# The LAN's helpers win where both define one (fail, need, WORK) and end the namespaces at exit.
-source "$here/../interop/lib.sh"
-rm -rf "$app_work"
-_e2e_cleanup() {
-    local status=$? pid
-    set +e
-    for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null; done
-    (exit "$status")
-    _cleanup
-}
-trap _e2e_cleanup EXIT
-
-need_root_netns
+source "$(dirname "$0")/lib.sh"
+use_lan
 service_bin=$(pv_bin pilvanor-messenger)
 send_bin=$(pv_bin pilvanor-send)
 start_x
 
 make_lan 2
 new_home user
-data="$HOME/.local/share/Pilvanor/Pilvanor.pv"
 spool="$HOME/.local/state/pilvanor/popups"
 # This station's service, on the spool of the user who runs pilvanor there.
 start_in h1 messenger "$service_bin" --foreground --spool "$spool" --workgroup WG
@@ -33,24 +18,9 @@ send_from_h2() {
     in_host h2 "$send_bin" --from ALICE "$@"
 }
 
-# Waits until no visible window has that name.
-gone() {
-    local _
-    for _ in $(seq 1 50); do
-        xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1 || return 0
-        sleep 0.1
-    done
-    return 1
-}
-
-incoming() {
-    sed -n '/^\[IncomingMessage\]/,/^\[/{/^[0-9]\{17\}=/p}' "$data" 2>/dev/null | cut -d= -f2-
-}
-
 ! send_from_h2 JEANPIERRE 'too early' 2>/dev/null || fail "JEANPIERRE answered before it was a name of h1"
 
-start_in h1 pilvanor "$PILVANOR"
-PILVANOR_PID=$!
+start_pilvanor_in h1
 main_id=$(wait_window Pilvanor) || fail "the main window did not appear"
 xdotool windowactivate --sync "$main_id"
 sleep 0.3
@@ -64,7 +34,7 @@ about_id=$(wait_window 'About Pilvanor') || fail "the About box did not open"
 sleep 0.5
 shot pilvanor-about.png
 xdotool windowactivate --sync "$about_id" key Return
-gone 'About Pilvanor' || fail "OK did not close the About box"
+wait_gone 'About Pilvanor' || fail "OK did not close the About box"
 
 # File > Preferences; Ctrl+Tab walks the tabs.
 xdotool key alt+f
@@ -84,17 +54,16 @@ shot pilvanor-preferences-3.png
 xdotool key alt+n
 xdotool type --delay 30 'jean pierre'
 xdotool key Return
-gone Preferences || fail "OK did not close the preferences"
+wait_gone Preferences || fail "OK did not close the preferences"
 [ "$(setting Expediteur)" = JEANPIERRE ] || fail "sender saved as '$(setting Expediteur)'"
 grep -qx JEANPIERRE "$spool/names" || fail "the service's names: $(cat "$spool/names" 2>/dev/null)"
 
 send_from_h2 JEANPIERRE 'Hello Jean-Pierre' || fail "the message to the new name was not delivered"
 for _ in $(seq 1 50); do
-    [ -n "$(incoming)" ] && break
+    [ -n "$(pv_history Incoming)" ] && break
     sleep 0.1
 done
-[ "$(incoming)" = 'ALICE|Hello Jean-Pierre' ] || fail "received history: $(incoming)"
+[ "$(pv_history Incoming)" = 'ALICE|Hello Jean-Pierre' ] || fail "received history: $(pv_history Incoming)"
 
-kill -TERM "$PILVANOR_PID"
-wait_exit "$PILVANOR_PID" || fail "pilvanor did not end on SIGTERM"
+quit_pilvanor
 echo "PASS preferences end to end"

@@ -2,22 +2,8 @@
 # The real program receiving on a private LAN, under Xvfb with openbox and a system tray (trayer): messages from
 # Samba's smbclient -M and from pilvanor-send reach the service that pilvanor started, go into the received
 # history, and show in a window per message, in one window for all, or as a balloon of the tray icon.
-here=$(dirname "$0")
-source "$here/lib.sh"
-app_work=$WORK
-# The LAN's helpers win where both define one (fail, need, WORK) and end the namespaces at exit.
-source "$here/../interop/lib.sh"
-rm -rf "$app_work"
-_e2e_cleanup() {
-    local status=$? pid
-    set +e
-    for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null; done
-    (exit "$status")
-    _cleanup
-}
-trap _e2e_cleanup EXIT
-
-need_root_netns
+source "$(dirname "$0")/lib.sh"
+use_lan
 need smbclient trayer import convert xwininfo
 send_bin=$(pv_bin pilvanor-send)
 pv_bin pilvanor-messenger >/dev/null
@@ -42,7 +28,6 @@ new_home user
 unset PILVANOR_MESSENGER
 mkdir -p "$HOME/.local/state/pilvanor/popups"
 echo BOB >"$HOME/.local/state/pilvanor/popups/names"
-data="$HOME/.local/share/Pilvanor/Pilvanor.pv"
 mkdir -p "$(dirname "$CONF")"
 printf '[General]\nAffichageMessage=0\n' >"$CONF"
 
@@ -57,8 +42,7 @@ main_window() {
 
 start_pilvanor_in_h1() {
     sed -i "s/^AffichageMessage=.*/AffichageMessage=$1/" "$CONF"
-    start_in h1 pilvanor "$PILVANOR"
-    PILVANOR_PID=$!
+    start_pilvanor_in h1
     for _ in $(seq 1 100); do
         MAIN_ID=$(main_window) && break
         sleep 0.1
@@ -73,21 +57,12 @@ start_pilvanor_in_h1() {
     wait_port h1 139
 }
 
-quit_pilvanor() {
-    kill -TERM "$PILVANOR_PID"
-    wait_exit "$PILVANOR_PID" || fail "pilvanor did not end on SIGTERM"
-}
-
-incoming() {
-    sed -n '/^\[IncomingMessage\]/,/^\[/{/^[0-9]\{17\}=/p}' "$data" 2>/dev/null | cut -d= -f2-
-}
-
 wait_incoming() {
     for _ in $(seq 1 100); do
-        [ "$(incoming | wc -l)" -ge "$1" ] && return 0
+        [ "$(pv_history Incoming | wc -l)" -ge "$1" ] && return 0
         sleep 0.1
     done
-    fail "received history after $1 messages: $(incoming)"
+    fail "received history after $1 messages: $(pv_history Incoming)"
 }
 
 from_samba() {
@@ -171,14 +146,14 @@ wait_icon "$red" 0
 xdotool windowmove "$MAIN_ID" 40 30
 from_samba 'Hello from Samba'
 wait_incoming 1
-[ "$(incoming)" = 'alice|Hello from Samba' ] || fail "received history: $(incoming)"
+[ "$(pv_history Incoming)" = 'alice|Hello from Samba' ] || fail "received history: $(pv_history Incoming)"
 wait_windows 'New message' 1
 wait_icon "$red" 1
 sleep 0.5
 shot pilvanor-received.png
 from_pilvanor_send 'Hello from pilvanor-send'
 wait_incoming 2
-[ "$(incoming | sed -n 2p)" = 'carol|Hello from pilvanor-send' ] || fail "received history: $(incoming)"
+[ "$(pv_history Incoming | sed -n 2p)" = 'carol|Hello from pilvanor-send' ] || fail "received history: $(pv_history Incoming)"
 wait_windows 'New message' 2
 for id in $(xdotool search --onlyvisible --name '^New message$'); do
     xdotool windowactivate --sync "$id" key alt+F4
@@ -192,7 +167,7 @@ from_samba 'While closed'
 # One window for all, whose caption counts the new messages.
 start_pilvanor_in_h1 1
 wait_incoming 3
-[ "$(incoming | sed -n 3p)" = 'alice|While closed' ] || fail "received history: $(incoming)"
+[ "$(pv_history Incoming | sed -n 3p)" = 'alice|While closed' ] || fail "received history: $(pv_history Incoming)"
 wait_windows 'New message' 1
 from_pilvanor_send 'Later'
 wait_incoming 4
@@ -210,7 +185,7 @@ xdotool key ctrl+alt+m
 wait_mapped "$MAIN_ID" 1 || fail "Ctrl+Alt+M did not bring the window back from the tray"
 from_samba 'In a balloon'
 wait_incoming 5
-[ "$(incoming | sed -n 5p)" = 'alice|In a balloon' ] || fail "received history: $(incoming)"
+[ "$(pv_history Incoming | sed -n 5p)" = 'alice|In a balloon' ] || fail "received history: $(pv_history Incoming)"
 for _ in $(seq 1 50); do
     balloon >/dev/null && break
     sleep 0.1

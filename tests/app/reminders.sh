@@ -7,14 +7,6 @@ new_home user
 
 # The value of a reminder, whatever section holds the key.
 reminder() { sed -n "s/^$1=//p" "$CONF" | head -n 1; }
-wait_gone() {
-    local i
-    for i in $(seq 1 50); do
-        xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1 || return 0
-        sleep 0.1
-    done
-    return 1
-}
 
 now=$(date +%Y%m%d%H%M)
 tomorrow=$(date -d tomorrow +%Y%m%d)
@@ -70,6 +62,5 @@ sleep 0.3
 [ -z "$(reminder 20200101000001)" ] || fail "the title bar planned the reminder again"
 [ -n "$(reminder 20240105081500)" ] || fail "another reminder was lost"
 
-kill -TERM "$PILVANOR_PID"
-wait_exit "$PILVANOR_PID" || fail "SIGTERM did not end the program"
+quit_pilvanor
 echo "PASS reminders"

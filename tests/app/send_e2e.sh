@@ -1,23 +1,8 @@
 #!/usr/bin/env bash
 # The real program on a private LAN, driven from the keyboard under Xvfb: a send to Samba by address, then a
 # typed group of three stations (Samba, nobody, our message service), reported in the group send window.
-here=$(dirname "$0")
-source "$here/lib.sh"
-app_work=$WORK
-# The LAN's helpers win where both define one (fail, need, WORK) and end the namespaces at exit.
-source "$here/../interop/lib.sh"
-rm -rf "$app_work"
-# X goes too, then the LAN's own clean-up, which reads the exit status from $?.
-_e2e_cleanup() {
-    local status=$? pid
-    set +e
-    for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null; done
-    (exit "$status")
-    _cleanup
-}
-trap _e2e_cleanup EXIT
-
-need_root_netns
+source "$(dirname "$0")/lib.sh"
+use_lan
 need smbd nmbd nmblookup
 service_bin=$(pv_bin pilvanor-messenger)
 start_x
@@ -31,36 +16,17 @@ wait_name h1 'PEERB#03' >/dev/null
 wait_name h1 'PEERC#03' >/dev/null
 
 new_home user
-data="$HOME/.local/share/Pilvanor/Pilvanor.pv"
 
-# A program in h1 reaches the display through the socket file under /tmp/.X11-unix.
 start_pilvanor_in_h1() {
-    start_in h1 pilvanor "$PILVANOR"
-    PILVANOR_PID=$!
+    start_pilvanor_in h1
     MAIN_ID=$(wait_window Pilvanor) || fail "the main window did not appear"
     xdotool windowactivate --sync "$MAIN_ID"
     sleep 0.3
 }
 
-quit_pilvanor() {
-    kill -TERM "$PILVANOR_PID"
-    wait_exit "$PILVANOR_PID" || fail "pilvanor did not end on SIGTERM"
-}
-
 # Activation puts the focus in the message text; four steps back reach the recipient box.
 to_recipient() {
     xdotool key --delay 50 shift+Tab shift+Tab shift+Tab shift+Tab
-}
-
-outgoing() {
-    sed -n '/^\[OutgoingMessage\]/,/^\[/{/^[0-9]\{17\}=/p}' "$data" 2>/dev/null | cut -d= -f2-
-}
-
-popup_body() {
-    local file
-    file=$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | sort | sed -n "$2p")
-    [ -n "$file" ] || fail "$1 has no pop-up $2"
-    tr -d '\r' <"$file" | sed '1,/^$/d' | sed '1,2d'
 }
 
 # By address, pinged first (the default): Enter in the recipient box moves on to the empty text, Ctrl+Enter sends.
@@ -73,7 +39,7 @@ xdotool key ctrl+Return
 wait_messages h2 1 15
 [ "$(message_text h2 1)" = 'Hello PEERB' ] || fail "smbd received: $(message_text h2 1)"
 wait_state "$MAIN_ID" Iconic || fail "the main window did not minimise after the send"
-[ "$(outgoing)" = "$IP_h2|Hello PEERB" ] || fail "outgoing history: $(outgoing)"
+[ "$(pv_history Outgoing)" = "$IP_h2|Hello PEERB" ] || fail "outgoing history: $(pv_history Outgoing)"
 quit_pilvanor
 
 # Names the resolver does not know are found by NetBIOS queries, for the ping as for the send.
@@ -87,24 +53,17 @@ xdotool key Return
 group_id=$(wait_window 'Group send') || fail "the group send window did not appear"
 wait_messages h2 2 15
 [ "$(message_text h2 2)" = 'Hello group' ] || fail "PEERB received: $(message_text h2 2)"
-for _ in $(seq 1 100); do
-    [ "$(find "$WORK/h3/spool" -maxdepth 1 -name '*.popup' 2>/dev/null | wc -l)" -ge 1 ] && break
-    sleep 0.05
-done
+wait_popups h3 1
 [ "$(popup_body h3 1)" = 'Hello group' ] || fail "PEERC's pop-up: <$(popup_body h3 1)>"
 # GHOST's failure did not stop the send to PEERC, and left no record.
 expected=$(printf '%s\n' "$IP_h2|Hello PEERB" 'PEERB|Hello group' 'PEERC|Hello group')
-[ "$(outgoing)" = "$expected" ] || fail "outgoing history: $(outgoing)"
+[ "$(pv_history Outgoing)" = "$expected" ] || fail "outgoing history: $(pv_history Outgoing)"
 sleep 0.5
 shot pilvanor-group-send.png
 
 # Close has the focus once the send is over; the window keeps its place.
 xdotool windowactivate --sync "$group_id" key Return
-for _ in $(seq 1 50); do
-    xdotool search --onlyvisible --name '^Group send$' >/dev/null 2>&1 || break
-    sleep 0.1
-done
-! xdotool search --onlyvisible --name '^Group send$' >/dev/null 2>&1 || fail "Close did not close the group window"
+wait_gone 'Group send' || fail "Close did not close the group window"
 [[ "$(setting PositionTailleFenetreEnvoiMessageGroupe)" =~ ^[0-9]+,[0-9]+,[0-9]+,[0-9]+$ ]] \
     || fail "group window position not kept: '$(setting PositionTailleFenetreEnvoiMessageGroupe)'"
 quit_pilvanor

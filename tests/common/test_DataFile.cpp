@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/DataFile.h"
 #include "common/IniFile.h"
 
@@ -21,10 +23,7 @@ protected:
 
     void writeFile(const QByteArray& bytes)
     {
-        QFile f(gFichierDonnees());
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-        f.close();
+        ASSERT_TRUE(test::writeFile(gFichierDonnees(), bytes));
         gChargerUtilisateurGroupe();
         gChargerMessagePredefini();
     }

@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/Error.h"
 #include "common/IniFile.h"
 #include "common/TextCodec.h"
@@ -19,13 +21,6 @@ QByteArray readAll(const QString& path)
     QFile f(path);
     EXPECT_TRUE(f.open(QIODevice::ReadOnly));
     return f.readAll();
-}
-
-void writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
 }
 
 struct EditCase
@@ -115,7 +110,7 @@ TEST(IniFile, Windows1252FileIsReadAndWrittenBackAsUtf8)
     QTemporaryDir dir;
     const QString path = dir.filePath("old.pv");
     // "Réunion" and a pilcrow line break, as a Windows program wrote them.
-    writeBytes(path, QByteArray("[PredefinedMessage]\n20030101120000=R\xE9union\xB6\x80 5\n"));
+    ASSERT_TRUE(test::writeFile(path, "[PredefinedMessage]\n20030101120000=R\xE9union\xB6\x80 5\n"));
     IniFile ini(path);
     EXPECT_EQ(ini.readString("PredefinedMessage", "20030101120000"), QString::fromUtf8("Réunion¶€ 5"));
     ini.writeString("User", "PC1", "Desk|0");
@@ -146,7 +141,7 @@ TEST(TextCodec, Utf8Validation)
 TEST(IniFile, WriteOnARegularFileAsFolderFailsCleanly)
 {
     QTemporaryDir dir;
-    writeBytes(dir.filePath("blocker"), "x");
+    ASSERT_TRUE(test::writeFile(dir.filePath("blocker"), "x"));
     IniFile ini(dir.filePath("blocker/f.ini"));
     try {
         ini.writeString("S", "k", "v");

@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/Error.h"
 #include "common/ErrorReport.h"
 #include "common/IniFile.h"
@@ -31,10 +33,9 @@ protected:
 
     QString writeFile(const QByteArray& content)
     {
-        QFile f(m_dir.filePath(QStringLiteral("pv.TST")));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(content);
-        return f.fileName();
+        const QString path = m_dir.filePath(QStringLiteral("pv.TST"));
+        EXPECT_TRUE(test::writeFile(path, content));
+        return path;
     }
 
     QTemporaryDir m_dir;

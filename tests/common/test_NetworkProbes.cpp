@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
 #include "messenger/codec/NameService.h"
@@ -21,12 +23,6 @@ using namespace pv;
 
 namespace {
 
-bool ecrire(const QString& chemin, const QByteArray& valeur)
-{
-    QFile f(chemin);
-    return f.open(QIODevice::WriteOnly) && f.write(valeur) == valeur.size();
-}
-
 TEST(NetworkProbes, WorkgroupFromSmbConf)
 {
     const std::pair<const char*, const char*> table[] = {
@@ -39,7 +35,7 @@ TEST(NetworkProbes, WorkgroupFromSmbConf)
     QTemporaryDir dir;
     for (int i = 0; const auto& [contenu, attendu] : table) {
         const QString chemin = dir.filePath(QString::number(i++));
-        ASSERT_TRUE(!contenu || ecrire(chemin, contenu));
+        ASSERT_TRUE(!contenu || test::writeFile(chemin, contenu));
         qputenv("PILVANOR_SMB_CONF", chemin.toLocal8Bit());
         EXPECT_EQ(gObtenirNomDomainePrincipal().toStdString(), attendu) << (contenu ? contenu : "no file");
     }
@@ -89,7 +85,7 @@ protected:
             ASSERT_EQ(QProcess::execute(QStringLiteral("ip"), QString::fromLatin1(commande).split(u' ')), 0)
                 << commande;
         }
-        ASSERT_TRUE(ecrire(QStringLiteral("/proc/sys/net/ipv4/neigh/pva/retrans_time_ms"), "50"));
+        ASSERT_TRUE(test::writeFile(QStringLiteral("/proc/sys/net/ipv4/neigh/pva/retrans_time_ms"), "50"));
     }
 
     int m_origine = ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
@@ -99,7 +95,7 @@ protected:
 TEST_F(ReseauIsole, PingEachMechanism)
 {
     ASSERT_NO_FATAL_FAILURE(brancherVeth());
-    ASSERT_TRUE(ecrire(QStringLiteral("/proc/sys/net/ipv4/ping_group_range"), "0 0"));
+    ASSERT_TRUE(test::writeFile(QStringLiteral("/proc/sys/net/ipv4/ping_group_range"), "0 0"));
     EXPECT_EQ(gObtenirAdresseIP().toStdString(), "10.77.0.1") << "not lo's 127.0.0.1";
     const std::tuple<MethodePing, const char*, int, const char*> table[] = {
         // methode (as root, Auto is the raw socket), cible, delaiMs, repondant ("": silence)

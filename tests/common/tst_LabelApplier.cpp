@@ -1,7 +1,21 @@
+#include "FormFixture.h"
+
+#include "addressbook/frmGroupe.h"
+#include "addressbook/frmMessagePredefini.h"
+#include "addressbook/frmRechercherUtilisateur.h"
+#include "addressbook/frmUtilisateur.h"
 #include "common/ErrorReport.h"
+#include "common/IniFile.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/MessageBoxes.h"
+#include "engine/frmEnvoiMessageGroupe.h"
+#include "engine/frmPilvanor.h"
+#include "reminders/frmListeRappel.h"
+#include "settings/frmAProposDe.h"
+#include "settings/frmConfigurationCapture.h"
+#include "settings/frmPreference.h"
+#include "viewer/frmMessage.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -155,6 +169,65 @@ private Q_SLOTS:
             QCOMPARE(form->windowTitle(), "Built-in"); // checking applies nothing
         }
         QVERIFY(m_shown.isEmpty());
+    }
+
+    // Every window of the program in both languages: each captioned control has its key, each key its control, and
+    // the texts a window takes from the messages or lays out itself are the file's.
+    void shippedWindowsHaveTheirLabels()
+    {
+        test::FormFixture fixture;
+        for (const char* code : {"ENG", "FRA"}) {
+            fixture.reset();
+            const QString lang = test::langFile(code);
+            const IniFile fichier(lang);
+            IniFile(gFichierParametres()).writeString(SectionGeneral, "Langue", code);
+            IniFile(gFichierDonnees()).writeString(SectionMessageEnvoye, "20040101000000000", "PC1|m");
+            frmPilvanor principale;
+            principale.charger();
+            QCOMPARE(gParametres().fichierLangue, lang);
+            frmEnvoiMessageGroupe groupe;
+            frmUtilisateur utilisateurs;
+            frmGroupe groupes;
+            frmRechercherUtilisateur recherche;
+            frmMessagePredefini messages;
+            frmListeRappel rappels;
+            frmPreference preferences;
+            frmConfigurationCapture capture;
+            frmAProposDe aPropos;
+            frmMessage historique(TypeFenetre::HistoriqueEnvoye);
+            QVERIFY(historique.mCharger());
+            for (QWidget* w : std::initializer_list<QWidget*> {&principale,
+                                                               &groupe,
+                                                               &utilisateurs,
+                                                               &groupes,
+                                                               &recherche,
+                                                               &messages,
+                                                               &rappels,
+                                                               &preferences,
+                                                               &capture,
+                                                               &aPropos,
+                                                               &historique}) {
+                const QStringList problems = gVerifierLibelles(lang, w);
+                QVERIFY2(problems.isEmpty(), qPrintable(problems.join('\n')));
+                if (w != &historique) {
+                    QCOMPARE(w->windowTitle(), fichier.readString(w->objectName(), "TITRE"));
+                }
+            }
+            QVERIFY2(fixture.boxes.isEmpty(), qPrintable(fixture.boxes.value(0).first));
+            // Toolbar tips come in button order, separators taking none.
+            const QStringList tips = fichier.readString("frmPilvanor", "tlbPrincipale").split(',');
+            QCOMPARE(principale.boutonBarreOutils("Utilisateurs")->toolTip(), tips.value(0));
+            QCOMPARE(principale.boutonBarreOutils("HistoriqueMessageRecu")->toolTip(), tips.value(2));
+            QCOMPARE(principale.boutonBarreOutils("AidePilvanor")->toolTip(), tips.value(8));
+            QCOMPARE(groupe.lstUtilisateur->headerItem()->text(1),
+                     fichier.readString("frmEnvoiMessageGroupe", "lstUtilisateur").section(',', 1));
+            QCOMPARE(messages.mnuCaractereSpecial[4]->text(),
+                     fichier.readString("frmMessagePredefini", "mnuCaractereSpecial(4)"));
+            QCOMPARE(preferences.tabPreference->tabText(2),
+                     fichier.readString("frmPreference", "tabPreference").section(',', 2));
+            QCOMPARE(preferences.cboAffichageMessage->itemText(2), gMessageTexte(lang, "AfficherMessageInfoBulle"));
+            QCOMPARE(historique.fraExpediteur->title(), gMessageTexte(lang, "CadreDestinataire"));
+        }
     }
 
     void showsQMessageBoxes()

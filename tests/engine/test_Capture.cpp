@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/DataFile.h"
 #include "common/IniFile.h"
 #include "common/Language.h"
@@ -11,9 +13,6 @@
 #include <gtest/gtest.h>
 
 using namespace pv;
-
-// Defined with the send tests: readable QStrings in failures.
-void PrintTo(const QString& s, std::ostream* os);
 
 namespace {
 

@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/DataFile.h"
 #include "common/Scrambling.h"
 #include "common/TextCodec.h"
@@ -18,12 +20,6 @@
 #include <numeric>
 
 using namespace pv;
-
-// Readable failures: gtest would print a QString as raw bytes.
-void PrintTo(const QString& s, std::ostream* os)
-{
-    *os << '"' << s.toStdString() << '"';
-}
 
 // Stations that answer the ping or not, and the transport's result for each part sent to a station.
 struct Reseau
@@ -84,8 +80,7 @@ protected:
             {"Pilvanor.pv", "[User]\nPC12=Desk %Date%|0\nPC13=%UserWorkstation% desk|0\n[Group]\nTeam=pc12, ,pc13\n"},
             {"smb.conf", "[global]\nworkgroup = work\n"}};
         for (const auto& [nom, contenu] : fichiers) {
-            QFile f(m_dir.filePath(nom));
-            ASSERT_TRUE(f.open(QIODevice::WriteOnly) && f.write(contenu) == contenu.size());
+            ASSERT_TRUE(test::writeFile(m_dir.filePath(nom), contenu));
         }
         qputenv("PILVANOR_SMB_CONF", m_dir.filePath("smb.conf").toLocal8Bit());
         gDefinirFichierDonnees(m_dir.filePath("Pilvanor.pv"));

@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/DataFile.h"
 #include "common/Error.h"
 #include "common/IniFile.h"
@@ -21,17 +23,12 @@ protected:
         ASSERT_TRUE(m_dir.isValid());
         gDefinirFichierParametres(m_dir.filePath("Pilvanor.conf"));
         gDefinirFichierDonnees(m_dir.filePath("Pilvanor.pv"));
-        ecrire(gFichierParametres(),
-               "[General]\nLangue=FRA\n[Station]\nPC1=Alice\nPC2=Bob\n[StationIgnorerMessage]\nPC2=Bob\nPC3=Carol\n"
-               "[Groupe]\nCompta=pc1|PC3|UNKNOWN|\n[MessagePredefini]\n0=Hello\n1=World\n2=Third\n");
-        ecrire(gFichierDonnees(), "[User]\nPC0=Kept|0\n[PredefinedMessage]\n20000101000000=Old\n");
-    }
-
-    static void ecrire(const QString& chemin, const QByteArray& octets)
-    {
-        QFile f(chemin);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(octets);
+        ASSERT_TRUE(test::writeFile(
+            gFichierParametres(),
+            "[General]\nLangue=FRA\n[Station]\nPC1=Alice\nPC2=Bob\n[StationIgnorerMessage]\nPC2=Bob\nPC3=Carol\n"
+            "[Groupe]\nCompta=pc1|PC3|UNKNOWN|\n[MessagePredefini]\n0=Hello\n1=World\n2=Third\n"));
+        ASSERT_TRUE(
+            test::writeFile(gFichierDonnees(), "[User]\nPC0=Kept|0\n[PredefinedMessage]\n20000101000000=Old\n"));
     }
 
     static QByteArray lire(const QString& chemin)

@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "engine/Notification.h"
 
 #include <QFile>
@@ -10,9 +12,8 @@ TEST(Notification, TrayTipCountsAndIsCut)
 {
     EXPECT_EQ(pv::gTexteSysTray(PV_SOURCE_DIR "/lang/pv.ENG", 3), "Pilvanor - 3 new messages");
     QTemporaryDir dir;
-    QFile f(dir.filePath("pv.TST"));
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write("[Message]\nSysTrayPlusieursNouveauMessage=" + QByteArray(200, 'x') + "\n");
-    f.close();
-    EXPECT_EQ(pv::gTexteSysTray(f.fileName(), 12), "Pilvanor - 12 " + QString(113, 'x'));
+    const QString fichier = dir.filePath("pv.TST");
+    ASSERT_TRUE(
+        pv::test::writeFile(fichier, "[Message]\nSysTrayPlusieursNouveauMessage=" + QByteArray(200, 'x') + "\n"));
+    EXPECT_EQ(pv::gTexteSysTray(fichier, 12), "Pilvanor - 12 " + QString(113, 'x'));
 }

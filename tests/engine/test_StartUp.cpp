@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/Paths.h"
 #include "engine/SingleInstance.h"
 #include "engine/StartUp.h"
@@ -11,13 +13,6 @@
 using namespace pv;
 
 namespace {
-
-void touch(const QString& path, const QByteArray& content = "x")
-{
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(content);
-}
 
 class StartUpTest : public ::testing::Test
 {
@@ -36,9 +31,9 @@ protected:
 
 TEST_F(StartUpTest, OldHistoriesAreSetAsideInPlace)
 {
-    touch(m_program.filePath("Incoming.pv"), "old in");
-    touch(m_program.filePath("Outgoing.pv24"), "set aside before");
-    touch(m_program.filePath("Outgoing.pv"), "old out");
+    ASSERT_TRUE(test::writeFile(m_program.filePath("Incoming.pv"), "old in"));
+    ASSERT_TRUE(test::writeFile(m_program.filePath("Outgoing.pv24"), "set aside before"));
+    ASSERT_TRUE(test::writeFile(m_program.filePath("Outgoing.pv"), "old out"));
     gMettreDeCoteAnciensHistoriques(m_program.path());
     EXPECT_FALSE(QFile::exists(m_program.filePath("Incoming.pv")));
     EXPECT_TRUE(QFile::exists(m_program.filePath("Incoming.pv24")));
@@ -49,7 +44,7 @@ TEST_F(StartUpTest, OldHistoriesAreSetAsideInPlace)
 
 TEST_F(StartUpTest, DataFolderIsCreatedAndANeighbourDataFileMovedIn)
 {
-    touch(m_program.filePath("Pilvanor.pv"), "[User]\nPC1=a|0\n");
+    ASSERT_TRUE(test::writeFile(m_program.filePath("Pilvanor.pv"), "[User]\nPC1=a|0\n"));
     QList<ProblemeDemarrage> problems;
     const QString path = gPreparerDossierDonnees(m_program.path(), problems);
     EXPECT_TRUE(problems.isEmpty());
@@ -60,14 +55,14 @@ TEST_F(StartUpTest, DataFolderIsCreatedAndANeighbourDataFileMovedIn)
     EXPECT_FALSE(QFile::exists(m_program.filePath("Pilvanor.pv")));
 
     // Once a data file exists, a newer neighbour never replaces it.
-    touch(m_program.filePath("Pilvanor.pv"), "other");
+    ASSERT_TRUE(test::writeFile(m_program.filePath("Pilvanor.pv"), "other"));
     gPreparerDossierDonnees(m_program.path(), problems);
     EXPECT_TRUE(QFile::exists(m_program.filePath("Pilvanor.pv")));
 }
 
 TEST_F(StartUpTest, AFolderThatCannotBeCreatedIsReported)
 {
-    touch(m_home.filePath(".local"), "a file where the folder should be");
+    ASSERT_TRUE(test::writeFile(m_home.filePath(".local"), "a file where the folder should be"));
     QList<ProblemeDemarrage> problems;
     gPreparerDossierDonnees(m_program.path(), problems);
     ASSERT_EQ(problems.size(), 1);

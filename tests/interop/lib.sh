@@ -359,3 +359,28 @@ message_meta() {
     [ -n "$file" ] || fail "$1 has no message $2"
     sed -n "s/^$3=//p" "${file%.txt}.meta"
 }
+
+# popup_body H I: the body of the I-th pop-up of a pilvanor-messenger started in H with --spool "$WORK/H/spool"
+# (after the header lines and the "Message from" line), LF line ends.
+popup_body() {
+    local file
+    file=$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | sort | sed -n "$2p")
+    [ -n "$file" ] || fail "$1 has no pop-up $2"
+    tr -d '\r' <"$file" | sed '1,/^$/d' | sed '1,2d'
+}
+
+# wait_popups H COUNT: waits until H's spool holds COUNT pop-ups.
+wait_popups() {
+    for _ in $(seq 1 100); do
+        [ "$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | wc -l)" -ge "$2" ] && return 0
+        sleep 0.05
+    done
+    fail "$1 has fewer than $2 pop-ups"
+}
+
+# The machine's host name, which the namespaces share: the NetBIOS computer name of every service.
+machine_name() {
+    local host
+    host=$(hostname | cut -d. -f1 | tr '[:lower:]' '[:upper:]')
+    echo "${host:0:15}"
+}

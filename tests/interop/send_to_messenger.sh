@@ -16,22 +16,6 @@ done
 wait_name h1 'PEERH2#03' >/dev/null
 wait_name h1 'PEERH3#03' >/dev/null
 
-# popup_body H I: the body of the I-th pop-up in H's spool (after the header lines and the "Message from" line),
-# LF line ends.
-popup_body() {
-    local file
-    file=$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | sort | sed -n "$2p")
-    [ -n "$file" ] || fail "$1 has no pop-up $2"
-    tr -d '\r' <"$file" | sed '1,/^$/d' | sed '1,2d'
-}
-wait_popups() {
-    for _ in $(seq 1 100); do
-        [ "$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | wc -l)" -ge "$2" ] && return 0
-        sleep 0.05
-    done
-    fail "$1 has fewer than $2 pop-ups"
-}
-
 out=$(printf 'Hello\nPEERH2\n' | in_host h1 "$send_bin" --from alice PEERH2 2>&1) || fail "pilvanor-send PEERH2: $out"
 wait_popups h2 1
 [ "$(popup_body h2 1)" = $'Hello\nPEERH2' ] || fail "h2's pop-up: <$(popup_body h2 1)>"
@@ -52,9 +36,7 @@ wait_popups h3 2
 
 wait_name h1 'PEERB#00' >/dev/null
 listed=$(in_host h1 "$send_bin" --timeout 1500 --list TESTWG | tr '\n' ' ')
-# The namespaces share the machine's host name: the services' computer name.
-host=$(hostname | cut -d. -f1 | tr '[:lower:]' '[:upper:]')
-expected=$(printf '%s\n' PEERB PEERH2 PEERH3 "${host:0:15}" | LC_ALL=C sort -u | tr '\n' ' ')
+expected=$(printf '%s\n' PEERB PEERH2 PEERH3 "$(machine_name)" | LC_ALL=C sort -u | tr '\n' ' ')
 [ "$listed" = "$expected" ] || fail "the TESTWG listing found <$listed>, expected <$expected>"
 
 echo "PASS pilvanor-send to pilvanor-messenger"

@@ -177,14 +177,11 @@ TEST(Rappels, RepeatDurationBox)
         // text, arrow (0: typed), resulting text
         {"", 0, "1"},
         {"0", 0, "1"},
-        {"00", 0, "1"},
         {"15", 0, "15"},
-        {"150", 0, "150"},
-        {"2", -1, "1"},
         {"1", -1, "1"},
         {"98", 1, "99"},
         {"99", 1, "99"},
-        {"150", 1, "150"},
+        {"150", 1, "150"}, // typed above 99
         {"150", -1, "149"},
     };
     for (const auto& [texte, fleche, attendu] : cas) {

@@ -1,9 +1,7 @@
+#include "FormFixture.h"
+
 #include "common/CadreEdition.h"
 #include "common/IniFile.h"
-#include "common/LabelApplier.h"
-#include "common/Language.h"
-#include "engine/Placeholders.h"
-#include "engine/Settings.h"
 #include "engine/frmPilvanor.h"
 #include "reminders/frmListeRappel.h"
 
@@ -14,7 +12,6 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QTimeEdit>
 #include <QTreeWidget>
 #include <QtTest>
@@ -25,7 +22,7 @@ class tst_frmListeRappel : public QObject
 {
     Q_OBJECT
 
-    static QString langFile(const char* code) { return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + code; }
+    static QString texte(const char* cle) { return gMessageTexte(test::langFile("ENG"), cle); }
     static QStringList stored() { return IniFile(gFichierParametres()).readSection(SectionRappel); }
     static void store(const QString& cle, const QString& valeur)
     {
@@ -41,28 +38,14 @@ class tst_frmListeRappel : public QObject
         return out;
     }
 
-    std::unique_ptr<QTemporaryDir> m_home;
-    QList<QPair<QString, int>> m_boxes;
-    int m_answer = MsgResult::Yes;
+    test::FormFixture m_fixture;
 
 private Q_SLOTS:
     void init()
     {
-        m_home = std::make_unique<QTemporaryDir>();
-        qputenv("HOME", m_home->path().toUtf8());
-        gDefinirFichierParametres(m_home->filePath("settings.ini"));
-        gParametres() = Parametres {};
-        gParametres().fichierLangue = langFile("ENG");
+        m_fixture.reset(MsgResult::Yes);
         setHorlogeEssai(QDateTime(QDate(2026, 11, 18), QTime(9, 15, 20))); // a Wednesday
-        m_boxes.clear();
-        m_answer = MsgResult::Yes;
-        setMessageBoxPresenter([this](const QString& text, int style, const QString&) {
-            m_boxes.append({text, style});
-            return m_answer;
-        });
     }
-
-    void cleanup() { setHorlogeEssai({}); }
 
     void failedCheckKeepsTheFrameOpenWithTheFocusThere_data()
     {
@@ -95,7 +78,8 @@ private Q_SLOTS:
         w.txtHeure->setTime(QTime(9, 15));
         w.txtMessage->setPlainText(message);
         w.cmdOK->click();
-        QCOMPARE(m_boxes, QList({qMakePair(gMessageTexte(langFile("ENG"), key), int(MsgStyle::Exclamation))}));
+        QCOMPARE(m_fixture.boxes,
+                 QList({qMakePair(gMessageTexte(test::langFile("ENG"), key), int(MsgStyle::Exclamation))}));
         QVERIFY(w.fraRappel->isVisible());
         QVERIFY(w.findChild<QWidget*>(control)->hasFocus());
         QVERIFY(stored().isEmpty());
@@ -111,7 +95,7 @@ private Q_SLOTS:
         QVERIFY(w.txtDate->isVisibleTo(&w) && !w.lstJour->isVisibleTo(&w));
         w.txtMessage->setPlainText("Call\nBob");
         w.cmdOK->click();
-        QVERIFY(m_boxes.isEmpty());
+        QVERIFY(m_fixture.boxes.isEmpty());
         QVERIFY(!w.fraRappel->isVisibleTo(&w) && w.lstRappel->isEnabled());
         QCOMPARE(stored().last(), QString::fromUtf8("20261118091520=0|20261118|1000|Call¶Bob"));
         QCOMPARE(rows(w).last(), QString::fromUtf8("Once at 10:00 on 2026-11-18/Today at 10:00/Call¶Bob"));
@@ -157,7 +141,7 @@ private Q_SLOTS:
                                                      {int(MsgResult::Yes), "1,2", 1},
                                                      {int(MsgResult::Yes), "2", 0},
                                                      {int(MsgResult::Yes), "", -1}}) {
-            m_answer = answer;
+            m_fixture.answer = answer;
             w.cmdSupprimer->click();
             QStringList keys;
             for (const QString& line : stored()) {
@@ -169,13 +153,11 @@ private Q_SLOTS:
                 w.edition()->selectionnerLigne(0); // then the first row goes
             }
         }
-        QCOMPARE(m_boxes.size(), 4);
-        QCOMPARE(
-            m_boxes[0],
-            qMakePair(gMessageTexte(langFile("ENG"), "SupprimerRappel"), int(MsgStyle::Question | MsgStyle::YesNo)));
+        QCOMPARE(m_fixture.boxes.size(), 4);
+        QCOMPARE(m_fixture.boxes[0], qMakePair(texte("SupprimerRappel"), int(MsgStyle::Question | MsgStyle::YesNo)));
     }
 
-    void oneWindowFromTheMainWindowAndCaptions()
+    void oneWindowFromTheMainWindow()
     {
         frmPilvanor main;
         QVERIFY(main.mnuFicListeRappel->isEnabled() && main.mnuSysListeRappel->isEnabled());
@@ -190,11 +172,6 @@ private Q_SLOTS:
         QCOMPARE(open.size(), 1);
         QCOMPARE(open[0], frmListeRappel::instance());
         delete open[0];
-        for (const char* code : {"ENG", "FRA"}) {
-            gParametres().fichierLangue = langFile(code);
-            frmListeRappel w;
-            QCOMPARE(gVerifierLibelles(langFile(code), &w), QStringList());
-        }
     }
 };
 

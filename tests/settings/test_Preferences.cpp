@@ -1,3 +1,5 @@
+#include "TestFiles.h"
+
 #include "common/Autostart.h"
 #include "common/IniFile.h"
 #include "common/NetworkProbes.h"
@@ -47,66 +49,31 @@ protected:
 
 TEST_F(PreferencesTest, SaveFallsBackOnEmptyOrInvalidFields)
 {
+    using P = Preferences&;
+    const char* const G = "General";
     struct Case
     {
-        const char* name;
-        std::function<void(Preferences&)> edit;
-        const char* section;
-        const char* key;
+        const char *name, *section, *key;
         QString expected;
+        std::function<void(P)> edit;
     };
     const Case cases[] = {
-        {"history empty",
-         [](Preferences& p) { p.nbMessageMaxHistorique = ""; },
-         "General",
-         "NbMessageMaxHistorique",
-         "50"},
-        {"history 0",
-         [](Preferences& p) { p.nbMessageMaxHistorique = "0"; },
-         "General",
-         "NbMessageMaxHistorique",
-         "50"},
-        {"history 7", [](Preferences& p) { p.nbMessageMaxHistorique = "7"; }, "General", "NbMessageMaxHistorique", "7"},
-        {"delay empty", [](Preferences& p) { p.delaiAttente = ""; }, "General", "DelaiAttente", "500"},
-        {"delay 250", [](Preferences& p) { p.delaiAttente = "250"; }, "General", "DelaiAttente", "250"},
-        {"sender empty", [](Preferences& p) { p.expediteur = ""; }, "General", "Expediteur", gObtenirNomHote()},
-        {"balloon forces the tray",
-         [](Preferences& p) {
-             p.affichageMessage = 2;
-             p.minimiserSysTray = false;
-         },
-         "General",
-         "MinimiserSysTray",
-         "1"},
-        {"one window leaves it",
-         [](Preferences& p) {
-             p.affichageMessage = 1;
-             p.minimiserSysTray = false;
-         },
-         "General",
-         "MinimiserSysTray",
-         "0"},
-        {"two lines", [](Preferences& p) { p.signature = "Bob\nDesk 4"; }, "Signature", "Texte", "Bob¶Desk 4"},
-        {"two lines, CR LF", [](Preferences& p) { p.signature = "Bob\r\nDesk 4"; }, "Signature", "Texte", "Bob¶Desk 4"},
-        {"Shift+F5",
-         [](Preferences& p) {
-             p.touchesAccesRapide = {4, 116};
-         },
-         "General",
-         "TouchesAccesRapide",
-         "4,116"},
-        {"modifiers alone",
-         [](Preferences& p) {
-             p.touchesAccesRapide = {2, 0};
-         },
-         "General",
-         "TouchesAccesRapide",
-         "0,0"},
-        {"reply prefix kept as typed",
-         [](Preferences& p) { p.caractereDevantReponseExpediteur = " | "; },
-         "General",
+        {"history empty", G, "NbMessageMaxHistorique", "50", [](P p) { p.nbMessageMaxHistorique = ""; }},
+        {"history 7", G, "NbMessageMaxHistorique", "7", [](P p) { p.nbMessageMaxHistorique = "7"; }},
+        {"delay empty", G, "DelaiAttente", "500", [](P p) { p.delaiAttente = ""; }},
+        {"delay 250", G, "DelaiAttente", "250", [](P p) { p.delaiAttente = "250"; }},
+        {"sender empty", G, "Expediteur", gObtenirNomHote(), [](P p) { p.expediteur = ""; }},
+        {"balloon: tray", G, "MinimiserSysTray", "1", [](P p) { p.affichageMessage = 2, p.minimiserSysTray = false; }},
+        {"one window", G, "MinimiserSysTray", "0", [](P p) { p.affichageMessage = 1, p.minimiserSysTray = false; }},
+        {"two lines", "Signature", "Texte", "Bob¶Desk 4", [](P p) { p.signature = "Bob\nDesk 4"; }},
+        {"two lines, CR LF", "Signature", "Texte", "Bob¶Desk 4", [](P p) { p.signature = "Bob\r\nDesk 4"; }},
+        {"Shift+F5", G, "TouchesAccesRapide", "4,116", [](P p) { p.touchesAccesRapide = HotKey(4, 116); }},
+        {"modifiers alone", G, "TouchesAccesRapide", "0,0", [](P p) { p.touchesAccesRapide = HotKey(2, 0); }},
+        {"reply mark",
+         G,
          "CaractereDevantReponseExpediteur",
-         " | "},
+         " | ",
+         [](P p) { p.caractereDevantReponseExpediteur = " | "; }},
     };
     for (const Case& c : cases) {
         QFile::remove(gFichierParametres());
@@ -176,9 +143,7 @@ TEST_F(PreferencesTest, LanguageFilesAreListedWithTheirNames)
                                                          {"pv.exe", "[Message]\nLangue=Program\n"},
                                                          {"pvx.DEU", "[Message]\nLangue=Deutsch\n"}};
     for (const auto& [name, text] : files) {
-        QFile f(dir.filePath(name));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(text);
+        ASSERT_TRUE(test::writeFile(dir.filePath(name), text));
     }
     QStringList got;
     for (const LangueDisponible& l : gListerLangues(dir.path())) {

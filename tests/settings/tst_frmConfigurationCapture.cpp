@@ -1,9 +1,8 @@
+#include "FormFixture.h"
+
 #include "common/IniFile.h"
-#include "common/Language.h"
 #include "common/NetworkProbes.h"
-#include "common/Paths.h"
 #include "engine/Capture.h"
-#include "engine/Settings.h"
 #include "messenger/Spool.h"
 #include "messenger/Transport.h"
 #include "settings/frmConfigurationCapture.h"
@@ -13,7 +12,6 @@
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace pv;
@@ -34,7 +32,7 @@ class tst_frmConfigurationCapture : public QObject
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("LC_ALL", locale);
         m_service.setProcessEnvironment(env);
-        m_service.setStandardErrorFile(m_home->filePath("service.log"));
+        m_service.setStandardErrorFile(m_fixture.path("service.log"));
         m_service.start(PV_BIN_DIR "/pilvanor-messenger",
                         {"--foreground",
                          "--bind",
@@ -49,34 +47,23 @@ class tst_frmConfigurationCapture : public QObject
         QRegularExpressionMatch started;
         for (int i = 0; i < 250 && !started.hasMatch(); ++i) {
             QTest::qWait(20);
-            QFile log(m_home->filePath("service.log"));
+            QFile log(m_fixture.path("service.log"));
             started = QRegularExpression("TCP port (\\d+),").match(log.open(QIODevice::ReadOnly) ? log.readAll() : "");
         }
         qputenv("PILVANOR_SMB_PORT", started.captured(1).toUtf8());
         return started.hasMatch();
     }
 
-    QString spool() const { return m_home->filePath("spool"); }
+    QString spool() const { return m_fixture.path("spool"); }
 
-    std::unique_ptr<QTemporaryDir> m_home;
+    test::FormFixture m_fixture;
     QProcess m_service;
-    QList<QPair<QString, int>> m_boxes;
 
 private Q_SLOTS:
     void init()
     {
-        m_home = std::make_unique<QTemporaryDir>();
-        qputenv("HOME", m_home->path().toUtf8());
-        qunsetenv("XDG_CONFIG_HOME");
-        gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang"));
-        gDefinirFichierParametres(gCheminFichierParametres());
-        gParametres() = Parametres {};
+        m_fixture.reset();
         gChargerParametres();
-        m_boxes.clear();
-        setMessageBoxPresenter([this](const QString& text, int style, const QString&) {
-            m_boxes.append({text, style});
-            return int(MsgResult::Ok);
-        });
     }
 
     void cleanup()
@@ -128,7 +115,7 @@ private Q_SLOTS:
         QVERIFY(done.wait(15000));
         QCOMPARE(done.at(0).at(0).toBool(), true);
         QVERIFY(!QApplication::overrideCursor());
-        QCOMPARE(m_boxes,
+        QCOMPARE(m_fixture.boxes,
                  QList({qMakePair(gMessageTexte(gParametres().fichierLangue, "ConfigurationCaptureTerminee"),
                                   int(MsgStyle::Information))}));
         QCOMPARE(w.result(), int(QDialog::Accepted));
@@ -156,7 +143,7 @@ private Q_SLOTS:
         p.text = "Pilvanor";
         QVERIFY(PopupSpool(spool()).write(p));
         QVERIFY(!w.mObtenirInfoFenetreMessenger());
-        QCOMPARE(m_boxes,
+        QCOMPARE(m_fixture.boxes,
                  QList({qMakePair(gMessageTexte(gParametres().fichierLangue, "ConfigurationCaptureProbleme"),
                                   int(MsgStyle::Exclamation))}));
         QVERIFY(w.isVisible());

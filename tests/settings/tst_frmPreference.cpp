@@ -1,13 +1,10 @@
+#include "FormFixture.h"
+
 #include "common/IniFile.h"
-#include "common/LabelApplier.h"
-#include "common/Language.h"
 #include "common/NetworkProbes.h"
 #include "common/OuvrirTexte.h"
-#include "common/Paths.h"
-#include "engine/Settings.h"
 #include "engine/frmPilvanor.h"
 #include "settings/frmAProposDe.h"
-#include "settings/frmConfigurationCapture.h"
 #include "settings/frmPreference.h"
 
 #include <QCheckBox>
@@ -18,8 +15,6 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSystemTrayIcon>
-#include <QTabWidget>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
@@ -29,7 +24,6 @@ class tst_frmPreference : public QObject
 {
     Q_OBJECT
 
-    static QString langFile(const QString& code) { return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + code; }
     static QString setting(const char* section, const char* key)
     {
         return IniFile(gFichierParametres()).value(section, key).value_or("(none)");
@@ -76,45 +70,13 @@ class tst_frmPreference : public QObject
         });
     }
 
-    std::unique_ptr<QTemporaryDir> m_home;
-    QList<QPair<QString, int>> m_boxes;
+    test::FormFixture m_fixture;
 
 private Q_SLOTS:
     void init()
     {
-        m_home = std::make_unique<QTemporaryDir>();
-        qputenv("HOME", m_home->path().toUtf8());
-        for (const char* v : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"}) {
-            qunsetenv(v);
-        }
-        qputenv("PILVANOR_MESSENGER", "off");
-        gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang"));
-        gDefinirFichierParametres(gCheminFichierParametres());
-        gParametres() = Parametres {};
+        m_fixture.reset();
         gChargerParametres();
-        m_boxes.clear();
-        setMessageBoxPresenter([this](const QString& text, int style, const QString&) {
-            m_boxes.append({text, style});
-            return int(MsgResult::Ok);
-        });
-    }
-
-    void captionsComeFromTheLanguageFile()
-    {
-        for (const QString code : {"ENG", "FRA"}) {
-            gParametres().fichierLangue = langFile(code);
-            frmPreference p;
-            frmConfigurationCapture c;
-            frmAProposDe a;
-            for (QWidget* w : std::initializer_list<QWidget*> {&p, &c, &a}) {
-                const QStringList problems = gVerifierLibelles(langFile(code), w);
-                QVERIFY2(problems.isEmpty(), qPrintable(problems.join('\n')));
-            }
-            QVERIFY2(m_boxes.isEmpty(), qPrintable(m_boxes.value(0).first));
-            QCOMPARE(p.tabPreference->tabText(2),
-                     IniFile(langFile(code)).readString("frmPreference", "tabPreference").section(',', 2));
-            QCOMPARE(p.cboAffichageMessage->itemText(2), gMessageTexte(langFile(code), "AfficherMessageInfoBulle"));
-        }
     }
 
     void openingShowsTheSettings()
@@ -139,52 +101,32 @@ private Q_SLOTS:
         QCOMPARE(w.cboAffichageMessage->currentIndex(), 1);
     }
 
-    void hotKeyBoxReadsCombinations_data()
-    {
-        QTest::addColumn<QString>("keys"); // chords pressed one after the other, " " between
-        QTest::addColumn<QString>("shown");
-        QTest::addColumn<QString>("saved");
-        QTest::newRow("Shift+F5") << "Shift+F5"
-                                  << "Shift + F5"
-                                  << "4,116";
-        QTest::newRow("all three and K") << "Ctrl+Shift+Alt+K"
-                                         << "Ctrl + Shift + Alt + K"
-                                         << "7,75";
-        QTest::newRow("Alt alone") << "Alt"
-                                   << ""
-                                   << "0,0";
-        QTest::newRow("M alone") << "M"
-                                 << ""
-                                 << "0,0";
-        QTest::newRow("a modifier pressed later starts over") << "Ctrl+Alt+M Shift"
-                                                              << ""
-                                                              << "0,0";
-        QTest::newRow("replaced") << "Ctrl+Alt+M Alt+F12"
-                                  << "Alt + F12"
-                                  << "1,123";
-        QTest::newRow("shifted digit") << "Ctrl+Shift+!"
-                                       << "Ctrl + Shift + 1"
-                                       << "6,49";
-        QTest::newRow("keypad 5, as its code reads") << "Ctrl+Num5"
-                                                     << "Ctrl + e"
-                                                     << "2,101";
-    }
-
     void hotKeyBoxReadsCombinations()
     {
-        QFETCH(QString, keys);
-        QFETCH(QString, shown);
-        QFETCH(QString, saved);
-        frmPreference w;
-        w.show();
-        w.txtTouchesAccesRapide->setFocus();
-        for (const QString& c : keys.split(' ')) {
-            chord(w.txtTouchesAccesRapide, c);
+        // Chords pressed one after the other (" " between), the box's text, the saved setting.
+        const std::tuple<const char*, const char*, const char*> cas[] = {
+            {"Shift+F5", "Shift + F5", "4,116"},
+            {"Ctrl+Shift+Alt+K", "Ctrl + Shift + Alt + K", "7,75"},
+            {"Alt", "", "0,0"},
+            {"M", "", "0,0"},
+            {"Ctrl+Alt+M Shift", "", "0,0"}, // a modifier pressed later starts over
+            {"Ctrl+Alt+M Alt+F12", "Alt + F12", "1,123"},
+            {"Ctrl+Shift+!", "Ctrl + Shift + 1", "6,49"},
+            {"Ctrl+Num5", "Ctrl + e", "2,101"}, // keypad 5, as its code reads
+        };
+        for (const auto& [keys, shown, saved] : cas) {
+            init(); // from the default settings
+            frmPreference w;
+            w.show();
+            w.txtTouchesAccesRapide->setFocus();
+            for (const QString& c : QString(keys).split(' ')) {
+                chord(w.txtTouchesAccesRapide, c);
+            }
+            QCOMPARE(w.txtTouchesAccesRapide->text(), shown);
+            QTest::mouseClick(w.cmdOK, Qt::LeftButton);
+            QCOMPARE(w.result(), int(QDialog::Accepted));
+            QCOMPARE(setting("General", "TouchesAccesRapide"), saved);
         }
-        QCOMPARE(w.txtTouchesAccesRapide->text(), shown);
-        QTest::mouseClick(w.cmdOK, Qt::LeftButton);
-        QCOMPARE(w.result(), int(QDialog::Accepted));
-        QCOMPARE(setting("General", "TouchesAccesRapide"), saved);
     }
 
     void typedEntriesAreFilteredAndSaved()
@@ -214,7 +156,7 @@ private Q_SLOTS:
                                  setting("General", "MinimiserSysTray"),
                                  setting("Signature", "Texte")};
         QCOMPARE(got, QStringList({"12", "500", "JEAN-XYPI", "1", "Bob¶Desk 4"}));
-        QVERIFY(m_boxes.isEmpty());
+        QVERIFY(m_fixture.boxes.isEmpty());
     }
 
     void checkBoxesEnableTheirControls()
@@ -306,7 +248,7 @@ private Q_SLOTS:
         main.mnuFicPreference->trigger();
         QCOMPARE(main.mnuFicQuitter->text(), "&Quitter");
         QCOMPARE(setting("General", "Langue"), "FRA");
-        QVERIFY(m_boxes.isEmpty());
+        QVERIFY(m_fixture.boxes.isEmpty());
     }
 
     void aboutBoxShowsTheStationAndOpensTheLinks()

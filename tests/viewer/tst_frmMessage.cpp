@@ -1,12 +1,13 @@
+#include "FormFixture.h"
+
 #include "common/Dialogues.h"
 #include "common/Impression.h"
 #include "common/IniFile.h"
-#include "common/LabelApplier.h"
-#include "common/Language.h"
 #include "common/OuvrirTexte.h"
-#include "engine/Settings.h"
+#include "reminders/SpinDureeRappel.h"
 #include "viewer/frmMessage.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QEventLoop>
 #include <QGroupBox>
@@ -17,7 +18,6 @@
 #include <QPrinter>
 #include <QProcess>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace pv;
@@ -26,26 +26,29 @@ class tst_frmMessage : public QObject
 {
     Q_OBJECT
 
-    static QString langFile(const char* code) { return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + code; }
     static void store(QString s, QString k, QString v) { IniFile(gFichierDonnees()).writeString(s, k, v); }
+    static QStringList stored() { return IniFile(gFichierParametres()).readSection(SectionRappel); }
 
-    std::unique_ptr<QTemporaryDir> m_home;
-    QList<QPair<QString, int>> m_boxes;
+    // A reminder's window as it fires, at 10:07:40 on 2026-11-18.
+    std::unique_ptr<frmMessage> fired(const QString& record)
+    {
+        gParametres().garderPositionTailleFenetre = false;
+        setHorlogeEssai(QDateTime(QDate(2026, 11, 18), QTime(10, 7, 40)));
+        auto w = std::make_unique<frmMessage>(TypeFenetre::Rappel);
+        w->setAttribute(Qt::WA_DeleteOnClose, false);
+        w->mstrCleRappel = "20261101000000";
+        w->mvarRappel = record.split('|');
+        w->mstrMessage = "Hi";
+        w->mCharger();
+        return w;
+    }
+
+    test::FormFixture m_fixture;
 
 private Q_SLOTS:
     void init()
     {
-        m_home = std::make_unique<QTemporaryDir>();
-        qputenv("HOME", m_home->path().toUtf8());
-        gDefinirFichierParametres(m_home->filePath("settings.ini"));
-        gDefinirFichierDonnees(m_home->filePath("data.ini"));
-        gParametres() = Parametres {};
-        gParametres().fichierLangue = langFile("ENG");
-        m_boxes.clear();
-        setMessageBoxPresenter([this](const QString& text, int style, const QString&) {
-            m_boxes.append({text, style});
-            return int(MsgResult::Ok);
-        });
+        m_fixture.reset();
         store(SectionUtilisateur, "PC1", "Alice|0");
         gChargerUtilisateurGroupe();
     }
@@ -107,8 +110,8 @@ private Q_SLOTS:
              {std::pair {1, "HistoriqueMessageRecuVide"}, {2, "HistoriqueMessageEnvoyeVide"}}) {
             frmMessage w(static_cast<TypeFenetre>(type));
             QVERIFY(!w.mCharger() && w.mblnAucunMessage);
-            QCOMPARE(std::exchange(m_boxes, {}),
-                     QList({qMakePair(gMessageTexte(langFile("ENG"), key), int(MsgStyle::Information))}));
+            QCOMPARE(m_fixture.takeBoxes(),
+                     QList({qMakePair(gMessageTexte(test::langFile("ENG"), key), int(MsgStyle::Information))}));
         }
     }
 
@@ -201,7 +204,7 @@ private Q_SLOTS:
         if (pdftotext.isEmpty()) {
             QSKIP("pdftotext (poppler-utils) is missing: the printed page cannot be read back");
         }
-        const QString pdf = where.isEmpty() ? QString() : m_home->filePath(where);
+        const QString pdf = where.isEmpty() ? QString() : m_fixture.path(where);
         store(type == 2 ? SectionMessageEnvoye : SectionMessageRecu, "20040101000000000", "PC1|Hello¶World");
         frmMessage w(static_cast<TypeFenetre>(type));
         w.mstrDateHeure = "2004/01/02 03:04";
@@ -230,8 +233,8 @@ private Q_SLOTS:
         QCOMPARE(offered, select);
         if (page.isEmpty()) {
             QVERIFY(!QFile::exists(pdf));
-            QCOMPARE(m_boxes.size(), pdf.isEmpty() ? 0 : 1);
-            QVERIFY(pdf.isEmpty() || m_boxes[0].first.contains(pdf));
+            QCOMPARE(m_fixture.boxes.size(), pdf.isEmpty() ? 0 : 1);
+            QVERIFY(pdf.isEmpty() || m_fixture.boxes[0].first.contains(pdf));
             return;
         }
         QProcess p;
@@ -258,7 +261,6 @@ private Q_SLOTS:
         QCOMPARE(lines.join(';'), page);
         QCOMPARE(colons.size(), type == 3 ? 1 : 2);
         QCOMPARE(colons.first(), colons.last());
-        QCOMPARE(lines.join(';'), page);
     }
 
     void contextMenuOpensTheSelectedText()
@@ -285,16 +287,77 @@ private Q_SLOTS:
         QCOMPARE(opened, QList<QUrl>({QUrl("http://www.example.org")}));
     }
 
-    void captionsComeFromTheLanguageFile()
+    // The repeat controls of a fired reminder's window, and what closing it writes back.
+    void closingPlansAgainOnlyThroughTheButton_data()
     {
-        store(SectionMessageEnvoye, "20040101000000000", "PC1|m");
-        for (const char* code : {"ENG", "FRA"}) {
-            gParametres().fichierLangue = langFile(code);
-            frmMessage w(TypeFenetre::HistoriqueEnvoye);
-            QCOMPARE(gVerifierLibelles(langFile(code), &w), QStringList());
-            QVERIFY(w.mCharger());
-            QCOMPARE(w.fraExpediteur->title(), gMessageTexte(langFile(code), "CadreDestinataire"));
+        QTest::addColumn<QString>("record");
+        QTest::addColumn<bool>("ticked");
+        QTest::addColumn<QString>("duration");
+        QTest::addColumn<int>("unit");
+        QTest::addColumn<bool>("button");
+        QTest::addColumn<QString>("stored"); // empty: nothing
+        QTest::newRow("once, 15 minutes")
+            << "0|20261118|1007|Hi" << true << "15" << 0 << true << "20261101000000=0|20261118|1022|Hi";
+        QTest::newRow("once, 99 hours") << "0|20261118|1007|Hi" << true << "99" << 1 << true
+                                        << "20261101000000=0|20261122|1307|Hi";
+        QTest::newRow("once, not ticked") << "0|20261118|1007|Hi" << false << "15" << 0 << true << "";
+        QTest::newRow("once, title bar") << "0|20261118|1007|Hi" << true << "15" << 0 << false << "";
+        QTest::newRow("daily") << "1|20261118|1007|Hi" << false << "" << 0 << true
+                               << "20261101000000=1|20261119|1007|Hi";
+        QTest::newRow("weekly, title bar") << "2|20261118|1007|Hi|3" << false << "" << 0 << false << "";
+    }
+
+    void closingPlansAgainOnlyThroughTheButton()
+    {
+        QFETCH(QString, record);
+        QFETCH(bool, ticked);
+        QFETCH(QString, duration);
+        QFETCH(int, unit);
+        QFETCH(bool, button);
+        QFETCH(QString, stored);
+        auto w = fired(record);
+        const bool once = record.startsWith('0');
+        QCOMPARE(w->chkRepeterRappel->isVisibleTo(w.get()), once);
+        QCOMPARE(w->spnDureeRepetitionRappel->isVisibleTo(w.get()), once);
+        QCOMPARE(w->cmdFermer->text(), once ? "OK" : "&Close");
+        if (once) {
+            QCOMPARE(w->txtDureeRepetitionRappel->text(), "15");
+            QCOMPARE(w->cboTempsRepetitionRappel->itemText(1), "hour(s)");
+            QVERIFY(!w->spnDureeRepetitionRappel->isEnabled() && !w->cboTempsRepetitionRappel->isEnabled());
+            w->chkRepeterRappel->setChecked(ticked);
+            QCOMPARE(w->cboTempsRepetitionRappel->isEnabled(), ticked);
+            w->txtDureeRepetitionRappel->setText(duration);
+            w->cboTempsRepetitionRappel->setCurrentIndex(unit);
         }
+        if (button) {
+            w->cmdFermer->click();
+        } else {
+            w->close();
+        }
+        QVERIFY(!w->isVisible());
+        QCOMPARE(this->stored().join(';'), stored);
+    }
+
+    void durationBoxTakesDigitsAndArrowsStopAt1And99()
+    {
+        auto w = fired("0|20261118|1007|Hi");
+        w->show();
+        QVERIFY(QTest::qWaitForWindowActive(w.get()));
+        w->chkRepeterRappel->setChecked(true);
+        QLineEdit* duree = w->txtDureeRepetitionRappel;
+        duree->setFocus();
+        duree->selectAll();
+        QTest::keyClicks(duree, "a1-2 b");
+        QCOMPARE(duree->text(), "12");
+        QTest::keyClick(duree, Qt::Key_Backspace);
+        QTest::keyClick(duree, Qt::Key_Backspace);
+        QCOMPARE(duree->text(), "1");
+        QTest::keyClick(w->spnDureeRepetitionRappel, Qt::Key_Down);
+        QCOMPARE(duree->text(), "1");
+        duree->setText("98");
+        QTest::keyClick(w->spnDureeRepetitionRappel, Qt::Key_Up);
+        QTest::keyClick(w->spnDureeRepetitionRappel, Qt::Key_Up);
+        QCOMPARE(duree->text(), "99");
     }
 };
 
