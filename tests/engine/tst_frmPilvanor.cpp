@@ -410,13 +410,13 @@ private Q_SLOTS:
             return browser;
         });
         frmPilvanor w;
-        gParametres().fichierLangue = langFile("ENG");
+        gParametres().fichierLangue = test::langFile("ENG");
         gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR)); // the shipped help/
         w.mnuAidPilvanor->trigger();
         w.mnuSysAidePilvanor->trigger();
         w.boutonBarreOutils("AidePilvanor")->trigger();
         QCOMPARE(opened, QList<QUrl>(3, QUrl::fromLocalFile(PV_SOURCE_DIR "/help/index.html")));
-        QVERIFY(m_boxes.isEmpty());
+        QVERIFY(m_fixture.boxes.isEmpty());
 
         browser = false;
         w.mnuAidPilvanor->trigger();
@@ -424,9 +424,10 @@ private Q_SLOTS:
         w.mnuAidPilvanor->trigger();
         setOuvreurUrl({});
         QCOMPARE(opened.size(), 4);
-        QCOMPARE(m_boxes.size(), 2);
-        QVERIFY2(m_boxes[0].first.contains("browser"), qPrintable(m_boxes[0].first));
-        QVERIFY2(m_boxes[1].first.contains(PV_SOURCE_DIR "/lang/help/index.html"), qPrintable(m_boxes[1].first));
+        QCOMPARE(m_fixture.boxes.size(), 2);
+        QVERIFY2(m_fixture.boxes[0].first.contains("browser"), qPrintable(m_fixture.boxes[0].first));
+        QVERIFY2(m_fixture.boxes[1].first.contains(PV_SOURCE_DIR "/lang/help/index.html"),
+                 qPrintable(m_fixture.boxes[1].first));
     }
 };
 
