@@ -2,10 +2,12 @@
 
 #include "common/DataFile.h"
 #include "common/Language.h"
+#include "common/OuvrirTexte.h"
 #include "common/Paths.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
 
+#include <QApplication>
 #include <QList>
 #include <QPair>
 #include <QTemporaryDir>
@@ -20,11 +22,31 @@ inline QString langFile(const char* code)
     return QStringLiteral(PV_SOURCE_DIR "/lang/pv.") + QLatin1String(code);
 }
 
+// The visible top-level windows of a kind.
+template<typename T>
+QList<T*> visibleWindows()
+{
+    QList<T*> out;
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        if (auto* f = qobject_cast<T*>(w); f && f->isVisible()) {
+            out.append(f);
+        }
+    }
+    return out;
+}
+
 // Where each form test starts (reset() in init()): a temporary home, so that no test touches the real one; default
-// settings in English; no message service; the real clock; message boxes recorded and answered with `answer`.
+// settings in English; no message service; the real clock; message boxes recorded and answered with `answer`;
+// addresses recorded instead of opened, and said opened while `browser` is true.
 class FormFixture
 {
 public:
+    ~FormFixture()
+    {
+        setMessageBoxPresenter({});
+        setOuvreurUrl({});
+    }
+
     void reset(int reponse = MsgResult::Ok)
     {
         m_home = std::make_unique<QTemporaryDir>();
@@ -45,6 +67,12 @@ public:
             boxes.append({text, style});
             return answer;
         });
+        opened.clear();
+        browser = true;
+        setOuvreurUrl([this](const QUrl& url) {
+            opened.append(url);
+            return browser;
+        });
     }
 
     QString path(const QString& name) const { return m_home->filePath(name); }
@@ -53,6 +81,8 @@ public:
 
     QList<QPair<QString, int>> boxes; // text and style of each box shown
     int answer = MsgResult::Ok;
+    QList<QUrl> opened;
+    bool browser = true;
 
 private:
     std::unique_ptr<QTemporaryDir> m_home;

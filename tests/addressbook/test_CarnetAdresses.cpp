@@ -1,7 +1,6 @@
 #include "TestFiles.h"
 
 #include "addressbook/CarnetAdresses.h"
-#include "addressbook/RechercheDomaine.h"
 #include "common/DataFile.h"
 #include "common/Error.h"
 #include "common/IniFile.h"
@@ -169,27 +168,4 @@ TEST_F(CarnetTest, MembersAsTheGroupsListShowsThem)
         EXPECT_EQ(gAfficherMembres(membres, gUtilisateurs(), avecStation), attendu) << membres << avecStation;
     }
     EXPECT_EQ(gAjouterMembres({"PC1"}, {"PC2", "PC1", "PC2", "pc2"}), QStringList({"PC1", "PC2", "pc2"}));
-}
-
-TEST_F(CarnetTest, PredefinedMessagesKeepTheirKey)
-{
-    const QDateTime moment(QDate(2024, 1, 2), QTime(3, 4, 5));
-    const QString cle = gEnregistrerMessagePredefini("", "Two\nlines", moment);
-    EXPECT_EQ(cle, "20240102030405");
-    gEnregistrerMessagePredefini("", "Second", moment.addSecs(1));
-    EXPECT_EQ(gEnregistrerMessagePredefini(cle, "One\r\nline %Date%", moment.addDays(1)), cle);
-    EXPECT_EQ(section(SectionMessagePredefini),
-              QString::fromUtf8("20240102030405=One¶line %Date%;20240102030406=Second"));
-    gSupprimerMessagePredefini(cle);
-    EXPECT_EQ(section(SectionMessagePredefini), "20240102030406=Second");
-}
-
-TEST(Carnet, DomainOfTheSearch)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(test::writeFile(dir.filePath("smb.conf"), "[global]\nworkgroup = homewg\n"));
-    qputenv("PILVANOR_SMB_CONF", dir.filePath("smb.conf").toUtf8());
-    EXPECT_EQ(gDomaineRecherche(true, "other"), "HOMEWG") << "the box is not read for the primary domain";
-    EXPECT_EQ(gDomaineRecherche(false, " testwg "), "TESTWG");
-    qunsetenv("PILVANOR_SMB_CONF");
 }

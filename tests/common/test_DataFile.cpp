@@ -66,7 +66,8 @@ TEST_F(DataFileTest, LookUps)
     EXPECT_EQ(gRechercherGroupe("COMPTA").membres, "");
 }
 
-TEST(RecordEncodings, Table)
+// How a chooser line names its station.
+TEST(RecordEncodings, StationOfAShownName)
 {
     const std::pair<QString, QString> stations[] = {{"PC12", "PC12"},
                                                     {"PC12 (Accueil)", "PC12"},
@@ -75,12 +76,6 @@ TEST(RecordEncodings, Table)
     for (const auto& [shown, station] : stations) {
         EXPECT_EQ(gObtenirStation(shown), station) << shown.toStdString();
     }
-    EXPECT_EQ(gEncoderTexte("a\r\nb\r\n"), QString::fromUtf8("a¶b¶"));
-    EXPECT_EQ(gDecoderTexte(QString::fromUtf8("a¶b")), "a\r\nb");
-    EXPECT_EQ(gValeurUtilisateur("Desk (1st floor)", true), "Desk [1st floor]|1");
-    EXPECT_EQ(gValeurUtilisateur("Desk", false), "Desk|0");
-    EXPECT_EQ(gCleHistorique(QDateTime(QDate(2003, 12, 5), QTime(14, 30, 7, 42))), "20031205143007042");
-    EXPECT_EQ(gCleHistorique(QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5, 6))), "20260102030405006");
 }
 
 TEST_F(DataFileTest, TrimmingKeepsTheHistoryUnderItsMaximum)

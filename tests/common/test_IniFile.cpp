@@ -1,6 +1,5 @@
 #include "TestFiles.h"
 
-#include "common/Error.h"
 #include "common/IniFile.h"
 #include "common/TextCodec.h"
 
@@ -136,18 +135,4 @@ TEST(TextCodec, Utf8Validation)
     }
     EXPECT_EQ(decodeTextFile("\xEF\xBB\xBFok"), "ok");
     EXPECT_EQ(decodeWindows1252("\x80\x92\x9F\xA0\xFF"), QString::fromUtf8("€’Ÿ\u00A0ÿ"));
-}
-
-TEST(IniFile, WriteOnARegularFileAsFolderFailsCleanly)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(test::writeFile(dir.filePath("blocker"), "x"));
-    IniFile ini(dir.filePath("blocker/f.ini"));
-    try {
-        ini.writeString("S", "k", "v");
-        FAIL() << "the write should have failed";
-    } catch (const Error& e) {
-        EXPECT_TRUE(e.text().contains(ini.path())) << e.text().toStdString();
-    }
-    EXPECT_TRUE(ini.readSection("S").isEmpty());
 }

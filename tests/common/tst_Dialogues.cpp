@@ -10,25 +10,17 @@ class tst_Dialogues : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void filterBecomesQtForm_data()
-    {
-        QTest::addColumn<QString>("filtre");
-        QTest::addColumn<QString>("qt");
-        QTest::newRow("patterns in the description") << "Sound files (*.wav)|*.wav|All files (*)|*"
-                                                     << "Sound files (*.wav);;All files (*)";
-        QTest::newRow("bare descriptions") << "Sounds|*.wav;*.WAV|All|*.*"
-                                           << "Sounds (*.wav *.WAV);;All (*)";
-        QTest::newRow("trailing bar, missing pattern") << "Text|*.txt|Other|"
-                                                       << "Text (*.txt)";
-        QTest::newRow("empty") << ""
-                               << "";
-    }
-
     void filterBecomesQtForm()
     {
-        QFETCH(QString, filtre);
-        QFETCH(QString, qt);
-        QCOMPARE(gFiltreQt(filtre), qt);
+        const std::pair<const char*, const char*> cases[] = {
+            {"Sound files (*.wav)|*.wav|All files (*)|*", "Sound files (*.wav);;All files (*)"}, // patterns shown
+            {"Sounds|*.wav;*.WAV|All|*.*", "Sounds (*.wav *.WAV);;All (*)"},                     // bare descriptions
+            {"Text|*.txt|Other|", "Text (*.txt)"}, // trailing bar, missing pattern
+            {"", ""},
+        };
+        for (const auto& [filtre, qt] : cases) {
+            QCOMPARE(gFiltreQt(filtre), QString(qt));
+        }
     }
 
     void soundFileDialogTakesItsTextsFromTheLanguageFile()
@@ -44,44 +36,36 @@ private Q_SLOTS:
         QCOMPARE(asked, QStringList({"Choisir un fichier son", "Fichiers son (*.wav);;Tous les fichiers (*)"}));
     }
 
-    void fontAndColourGiveTheSettingText_data()
-    {
-        QTest::addColumn<bool>("fontChosen");
-        QTest::addColumn<bool>("colourChosen");
-        QTest::addColumn<QString>("result"); // empty: cancelled
-        QTest::newRow("both") << true << true << "Serif,14,0,1,1,197121";
-        QTest::newRow("colour cancelled") << true << false << "Serif,14,0,1,1,8388608";
-        QTest::newRow("font cancelled") << false << true << "";
-    }
-
     void fontAndColourGiveTheSettingText()
     {
-        QFETCH(bool, fontChosen);
-        QFETCH(bool, colourChosen);
-        QFETCH(QString, result);
-        QString initial;
-        setReponsePolice([&](const QFont& f) -> std::optional<QFont> {
-            initial = QStringLiteral("%1 %2 %3%4%5")
-                          .arg(f.family())
-                          .arg(f.pointSize())
-                          .arg(f.bold())
-                          .arg(f.italic())
-                          .arg(f.underline());
-            QFont chosen(QStringLiteral("Serif"), 14);
-            chosen.setItalic(true);
-            chosen.setUnderline(true);
-            return fontChosen ? std::optional(chosen) : std::nullopt;
-        });
-        setReponseCouleur([&](const QColor& c) -> std::optional<QColor> {
-            initial += ' ' + c.name();
-            return colourChosen ? std::optional(QColor(1, 2, 3)) : std::nullopt;
-        });
-        const auto chosen = gChoisirPolice(nullptr, QStringLiteral("Verdana,10,1,0,0,8388608"));
-        setReponsePolice({});
-        setReponseCouleur({});
-        QCOMPARE(chosen.value_or(QString()), result);
-        // The dialogs start from the setting: dark blue is 0x800000 with red in the low byte.
-        QCOMPARE(initial, fontChosen ? "Verdana 10 100 #000080" : "Verdana 10 100");
+        // Font chosen, colour chosen, the setting's text ("": cancelled).
+        for (const auto& [fontChosen, colourChosen, result] : {std::tuple {true, true, "Serif,14,0,1,1,197121"},
+                                                               {true, false, "Serif,14,0,1,1,8388608"},
+                                                               {false, true, ""}}) {
+            QString initial;
+            setReponsePolice([&](const QFont& f) -> std::optional<QFont> {
+                initial = QStringLiteral("%1 %2 %3%4%5")
+                              .arg(f.family())
+                              .arg(f.pointSize())
+                              .arg(f.bold())
+                              .arg(f.italic())
+                              .arg(f.underline());
+                QFont chosen(QStringLiteral("Serif"), 14);
+                chosen.setItalic(true);
+                chosen.setUnderline(true);
+                return fontChosen ? std::optional(chosen) : std::nullopt;
+            });
+            setReponseCouleur([&](const QColor& c) -> std::optional<QColor> {
+                initial += ' ' + c.name();
+                return colourChosen ? std::optional(QColor(1, 2, 3)) : std::nullopt;
+            });
+            const auto chosen = gChoisirPolice(nullptr, QStringLiteral("Verdana,10,1,0,0,8388608"));
+            setReponsePolice({});
+            setReponseCouleur({});
+            QCOMPARE(chosen.value_or(QString()), QString(result));
+            // The dialogs start from the setting: dark blue is 0x800000 with red in the low byte.
+            QCOMPARE(initial, fontChosen ? "Verdana 10 100 #000080" : "Verdana 10 100");
+        }
     }
 };
 

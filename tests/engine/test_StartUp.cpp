@@ -1,7 +1,6 @@
 #include "TestFiles.h"
 
 #include "common/Paths.h"
-#include "engine/SingleInstance.h"
 #include "engine/StartUp.h"
 
 #include <QDir>
@@ -58,24 +57,4 @@ TEST_F(StartUpTest, DataFolderIsCreatedAndANeighbourDataFileMovedIn)
     ASSERT_TRUE(test::writeFile(m_program.filePath("Pilvanor.pv"), "other"));
     gPreparerDossierDonnees(m_program.path(), problems);
     EXPECT_TRUE(QFile::exists(m_program.filePath("Pilvanor.pv")));
-}
-
-TEST_F(StartUpTest, AFolderThatCannotBeCreatedIsReported)
-{
-    ASSERT_TRUE(test::writeFile(m_home.filePath(".local"), "a file where the folder should be"));
-    QList<ProblemeDemarrage> problems;
-    gPreparerDossierDonnees(m_program.path(), problems);
-    ASSERT_EQ(problems.size(), 1);
-    EXPECT_EQ(problems[0].cle, "ErreurDossierDonnees");
-    EXPECT_EQ(problems[0].champs.value(0), m_home.filePath(".local/share/Pilvanor"));
-}
-
-TEST_F(StartUpTest, OneInstancePerUser)
-{
-    SingleInstance first(m_home.path());
-    ASSERT_TRUE(first.acquire());
-    SingleInstance second(m_home.path());
-    EXPECT_FALSE(second.acquire());
-    SingleInstance otherUser(m_program.path());
-    EXPECT_TRUE(otherUser.acquire()) << "another settings folder is another user";
 }

@@ -1,7 +1,6 @@
 #include "FormFixture.h"
 
 #include "common/IniFile.h"
-#include "common/OuvrirTexte.h"
 #include "common/Son.h"
 #include "engine/Envoi.h"
 #include "engine/frmEnvoiMessageGroupe.h"
@@ -17,7 +16,6 @@
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QStatusBar>
-#include <QSystemTrayIcon>
 #include <QTreeWidget>
 #include <QtTest>
 
@@ -61,17 +59,6 @@ class tst_frmPilvanor : public QObject
         return PopupSpool(PopupSpool::defaultFolder()).write(p);
     }
 
-    static QList<frmMessage*> messageWindows()
-    {
-        QList<frmMessage*> out;
-        for (QWidget* t : QApplication::topLevelWidgets()) {
-            if (auto* f = qobject_cast<frmMessage*>(t); f && f->isVisible()) {
-                out.append(f);
-            }
-        }
-        return out;
-    }
-
     test::FormFixture m_fixture;
     QHash<QString, int> m_codes;
     QStringList m_sent;
@@ -85,31 +72,24 @@ private Q_SLOTS:
         m_sent.clear();
     }
 
-    void historyDeletionAsksFirst_data()
-    {
-        QTest::addColumn<int>("answer");
-        QTest::addColumn<bool>("envoye");
-        QTest::addColumn<bool>("kept");
-        QTest::newRow("received, No") << int(MsgResult::No) << false << true;
-        QTest::newRow("received, Yes") << int(MsgResult::Yes) << false << false;
-        QTest::newRow("sent, Yes") << int(MsgResult::Yes) << true << false;
-    }
-
     void historyDeletionAsksFirst()
     {
-        QFETCH(int, answer);
-        QFETCH(bool, envoye);
-        QFETCH(bool, kept);
         frmPilvanor w;
         w.charger();
-        gEnregistrerHistorique(false, "PC1", "in", 50);
-        gEnregistrerHistorique(true, "PC2", "out", 50);
-        m_fixture.answer = answer;
-        (envoye ? w.mnuHisSupprimerHistoriqueMessageEnvoye : w.mnuHisSupprimerHistoriqueMessageRecu)->trigger();
-        QCOMPARE(m_fixture.boxes,
-                 QList({qMakePair(m_fixture.boxes.value(0).first, int(MsgStyle::Question | MsgStyle::YesNo))}));
-        QCOMPARE(gLireHistorique(envoye).isEmpty(), !kept);
-        QCOMPARE(gLireHistorique(!envoye).size(), 1);
+        // Answer, which history, kept.
+        for (const auto& [answer, envoye, kept] : {std::tuple {int(MsgResult::No), false, true},
+                                                   {int(MsgResult::Yes), false, false},
+                                                   {int(MsgResult::Yes), true, false}}) {
+            gSupprimerHistorique(!envoye);
+            gEnregistrerHistorique(false, "PC1", "in", 50);
+            gEnregistrerHistorique(true, "PC2", "out", 50);
+            m_fixture.answer = answer;
+            (envoye ? w.mnuHisSupprimerHistoriqueMessageEnvoye : w.mnuHisSupprimerHistoriqueMessageRecu)->trigger();
+            const auto boxes = m_fixture.takeBoxes();
+            QCOMPARE(boxes, QList({qMakePair(boxes.value(0).first, int(MsgStyle::Question | MsgStyle::YesNo))}));
+            QCOMPARE(gLireHistorique(envoye).isEmpty(), !kept);
+            QCOMPARE(gLireHistorique(!envoye).size(), 1);
+        }
     }
 
     void unusableDataFolderIsSaidOnceAndTheWindowRuns()
@@ -130,42 +110,37 @@ private Q_SLOTS:
                  1);
     }
 
-    void openHistoryShowsTheMessageJustStored_data()
-    {
-        QTest::addColumn<bool>("envoye");
-        QTest::newRow("sent") << true;
-        QTest::newRow("received") << false;
-    }
-
     void openHistoryShowsTheMessageJustStored()
     {
-        QFETCH(bool, envoye);
-        frmPilvanor w;
-        w.charger();
-        w.tmrCaptureMessage->stop();
-        useFakeEngine(w);
-        QAction* menu = envoye ? w.mnuHisHistoriqueMessageEnvoye : w.mnuHisHistoriqueMessageRecu;
-        menu->trigger(); // nothing yet: said, no window
-        const char* vide = envoye ? "HistoriqueMessageEnvoyeVide" : "HistoriqueMessageRecuVide";
-        QCOMPARE(m_fixture.takeBoxes(),
-                 QList({qMakePair(gMessageTexte(gParametres().fichierLangue, vide), int(MsgStyle::Information))}));
-        QVERIFY(messageWindows().isEmpty());
-        gEnregistrerHistorique(envoye, "PC1", "old", 50, QDateTime(QDate(2003, 1, 1), QTime(0, 0)));
-        menu->trigger();
-        const QList<frmMessage*> shown = messageWindows();
-        QCOMPARE(shown.size(), 1);
-        if (envoye) {
-            w.cboDestinataire->setEditText("PC2");
-            w.txtMessage->setPlainText("new");
-            w.mnuMesEnvoyer->trigger();
-            QTRY_VERIFY(!QApplication::overrideCursor());
-        } else {
-            QVERIFY(spool("Message from PC2 to BOB on 21/11/2026 10:00:00\r\n\r\nnew"));
-            w.mCapturerMessage();
+        for (const bool envoye : {true, false}) {
+            frmPilvanor w;
+            w.charger();
+            w.tmrCaptureMessage->stop();
+            useFakeEngine(w);
+            QAction* menu = envoye ? w.mnuHisHistoriqueMessageEnvoye : w.mnuHisHistoriqueMessageRecu;
+            menu->trigger(); // nothing yet: said, no window
+            const char* vide = envoye ? "HistoriqueMessageEnvoyeVide" : "HistoriqueMessageRecuVide";
+            QCOMPARE(m_fixture.takeBoxes(),
+                     QList({qMakePair(gMessageTexte(gParametres().fichierLangue, vide), int(MsgStyle::Information))}));
+            QVERIFY(test::visibleWindows<frmMessage>().isEmpty());
+            gEnregistrerHistorique(envoye, "PC1", "old", 50, QDateTime(QDate(2003, 1, 1), QTime(0, 0)));
+            menu->trigger();
+            const QList<frmMessage*> shown = test::visibleWindows<frmMessage>();
+            QCOMPARE(shown.size(), 1);
+            if (envoye) {
+                w.cboDestinataire->setEditText("PC2");
+                w.txtMessage->setPlainText("new");
+                w.mnuMesEnvoyer->trigger();
+                QTRY_VERIFY(!QApplication::overrideCursor());
+            } else {
+                QVERIFY(spool("Message from PC2 to BOB on 21/11/2026 10:00:00\r\n\r\nnew"));
+                w.mCapturerMessage();
+            }
+            QCOMPARE(shown[0]->cboUtilisateur->count(), 2);
+            QCOMPARE(shown[0]->txtUtilisateur->text(), "PC2");
+            QCOMPARE(shown[0]->txtMessage->toPlainText(), "new");
+            qDeleteAll(test::visibleWindows<frmMessage>());
         }
-        QCOMPARE(shown[0]->cboUtilisateur->count(), 2);
-        QCOMPARE(shown[0]->txtUtilisateur->text(), "PC2");
-        QCOMPARE(shown[0]->txtMessage->toPlainText(), "new");
     }
 
     void predefinedMessageReplacesOrAppends()
@@ -206,30 +181,21 @@ private Q_SLOTS:
         }
     }
 
-    void replyQuotesAndSelectsTheStation_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<bool>("prefix");
-        QTest::addColumn<QString>("composed");
-        QTest::newRow("quoted") << "a\r\nb" << true << "\n\n> a\n> b";
-        QTest::newRow("resend") << "a\r\nb" << false << "a\nb";
-        QTest::newRow("empty") << "" << true << "";
-    }
-
     void replyQuotesAndSelectsTheStation()
     {
-        QFETCH(QString, text);
-        QFETCH(bool, prefix);
-        QFETCH(QString, composed);
-        frmPilvanor w;
-        w.charger();
-        w.optDestinataire[1]->setChecked(true);
-        w.txtMessage->setPlainText("old");
-        w.mRepondre("pc7 (x)", text, prefix);
-        QCOMPARE(w.txtMessage->toPlainText(), composed);
-        QVERIFY(w.optDestinataire[0]->isChecked());
-        QCOMPARE(w.cboDestinataire->currentText(), "PC7 (PC7)");
-        QCOMPARE(IniFile(gFichierDonnees()).readString(SectionUtilisateur, "PC7"), "PC7|0");
+        // Text, quoted, what the message box then holds.
+        for (const auto& [text, prefix, composed] :
+             {std::tuple {"a\r\nb", true, "\n\n> a\n> b"}, {"a\r\nb", false, "a\nb"}, {"", true, ""}}) {
+            frmPilvanor w;
+            w.charger();
+            w.optDestinataire[1]->setChecked(true);
+            w.txtMessage->setPlainText("old");
+            w.mRepondre("pc7 (x)", text, prefix);
+            QCOMPARE(w.txtMessage->toPlainText(), composed);
+            QVERIFY(w.optDestinataire[0]->isChecked());
+            QCOMPARE(w.cboDestinataire->currentText(), "PC7 (PC7)");
+            QCOMPARE(IniFile(gFichierDonnees()).readString(SectionUtilisateur, "PC7"), "PC7|0");
+        }
     }
 
     void sendNeedsRecipientAndText()
@@ -313,76 +279,43 @@ private Q_SLOTS:
         QVERIFY(w.txtMessage->toPlainText().isEmpty());
     }
 
-    void capturedMessageIsStoredCountedAndShown()
-    {
-        frmPilvanor w;
-        w.charger();
-        w.tmrCaptureMessage->stop();
-        const QString text = "Message from ALICE to BOB on 21/11/2026 10:00:00\r\n\r\nHello";
-        QVERIFY(spool(text));
-        w.mCapturerMessage();
-        QCOMPARE(gLireHistorique(false).size(), 1);
-        QCOMPARE(gLireHistorique(false)[0].station, "ALICE");
-        const QString lang = gParametres().fichierLangue;
-        QCOMPARE(w.picSysTray->toolTip(), "Pilvanor - 1 " + gMessageTexte(lang, "SysTrayUnNouveauMessage"));
-        const QList<frmMessage*> shown = messageWindows();
-        QCOMPARE(shown.size(), 1);
-        QCOMPARE(shown[0]->typeFenetre(), TypeFenetre::NouveauMessage);
-        QCOMPARE(shown[0]->txtMessage->toPlainText(), "Hello");
-        QCOMPARE(shown[0]->windowTitle(), gMessageTexte(lang, "EnteteUnNouveauMessage"));
-        // Closing the window reads the message.
-        shown[0]->close();
-        QTRY_COMPARE(w.nombreNouveauxMessages(), 0);
-        QCOMPARE(w.picSysTray->toolTip(), "Pilvanor - " + gMessageTexte(lang, "SysTrayAucunNouveauMessage"));
-    }
-
-    void soundPlaysBeforeAReminderOrMessageShows_data()
-    {
-        QTest::addColumn<QString>("on");
-        QTest::addColumn<bool>("present");
-        QTest::addColumn<bool>("played");
-        QTest::newRow("on, file there") << "1" << true << true;
-        QTest::newRow("on, file missing") << "1" << false << false;
-        QTest::newRow("off, file there") << "0" << true << false;
-    }
-
     void soundPlaysBeforeAReminderOrMessageShows()
     {
-        QFETCH(QString, on);
-        QFETCH(bool, present);
-        QFETCH(bool, played);
-        const QString wav = m_fixture.path("ding.wav");
-        if (present) {
-            QVERIFY(QFile(wav).open(QIODevice::WriteOnly));
+        // JouerFichierSon, the file there, played.
+        for (const auto& [on, present, played] :
+             {std::tuple {"1", true, true}, {"1", false, false}, {"0", true, false}}) {
+            const QString wav = m_fixture.path("ding.wav");
+            QFile::remove(wav);
+            if (present) {
+                QVERIFY(QFile(wav).open(QIODevice::WriteOnly));
+            }
+            storeSetting("JouerFichierSon", on);
+            storeSetting("FichierSon", wav);
+            IniFile(gFichierParametres()).writeString(SectionRappel, "1", "1|20040102|0304|Wake¶up");
+            frmPilvanor w;
+            w.charger();
+            w.tmrCaptureMessage->stop();
+            QVERIFY(spool("Message from ALICE to BOB on x\r\n\r\nHello"));
+            QStringList sounds; // the file, and how many message windows showed when it played
+            setLecteurSon([&sounds](const QString& f) {
+                sounds.append(f + '|' + QString::number(test::visibleWindows<frmMessage>().size()));
+            });
+            w.mCapturerMessage();
+            setLecteurSon({});
+            QCOMPARE(sounds, played ? QStringList({wav + "|0", wav + "|1"}) : QStringList());
+            const QList<frmMessage*> shown = test::visibleWindows<frmMessage>();
+            QCOMPARE(shown.size(), 2);
+            const auto rappel
+                = std::ranges::find_if(shown, [](auto* f) { return f->typeFenetre() == TypeFenetre::Rappel; });
+            QVERIFY(rappel != shown.end());
+            QCOMPARE((*rappel)->txtMessage->toPlainText() + '|' + (*rappel)->mstrDateHeure,
+                     "Wake\nup|2004/01/02 03:04");
+            qDeleteAll(test::visibleWindows<frmMessage>());
         }
-        storeSetting("JouerFichierSon", on);
-        storeSetting("FichierSon", wav);
-        IniFile(gFichierParametres()).writeString(SectionRappel, "1", "1|20040102|0304|Wake¶up");
-        frmPilvanor w;
-        w.charger();
-        w.tmrCaptureMessage->stop();
-        QVERIFY(spool("Message from ALICE to BOB on x\r\n\r\nHello"));
-        QStringList sounds; // the file, and how many message windows showed when it played
-        setLecteurSon(
-            [&sounds](const QString& f) { sounds.append(f + '|' + QString::number(messageWindows().size())); });
-        w.mCapturerMessage();
-        setLecteurSon({});
-        QCOMPARE(sounds, played ? QStringList({wav + "|0", wav + "|1"}) : QStringList());
-        const QList<frmMessage*> shown = messageWindows();
-        QCOMPARE(shown.size(), 2);
-        const auto rappel
-            = std::ranges::find_if(shown, [](auto* f) { return f->typeFenetre() == TypeFenetre::Rappel; });
-        QVERIFY(rappel != shown.end());
-        QCOMPARE((*rappel)->txtMessage->toPlainText() + '|' + (*rappel)->mstrDateHeure, "Wake\nup|2004/01/02 03:04");
     }
 
     void openSelectedTextOpensAddressOrFileOrSaysMissing()
     {
-        QList<QUrl> opened;
-        setOuvreurUrl([&opened](const QUrl& url) {
-            opened.append(url);
-            return true;
-        });
         frmPilvanor w;
         QVERIFY(QFile(m_fixture.path("here.txt")).open(QIODevice::WriteOnly));
         for (const QString text : {"readme.txt", "here.txt", "www.example.org", ""}) {
@@ -393,37 +326,29 @@ private Q_SLOTS:
             w.txtMessage->setTextCursor(c);
             w.boutonBarreOutils("OuvrirTexteSelectionne")->trigger();
         }
-        setOuvreurUrl({});
         QCOMPARE(m_fixture.boxes.size(), 1);
         QCOMPARE(m_fixture.boxes[0].second, int(MsgStyle::Exclamation));
         QVERIFY(m_fixture.boxes[0].first.contains(m_fixture.path("readme.txt")));
-        QCOMPARE(opened,
+        QCOMPARE(m_fixture.opened,
                  QList<QUrl>({QUrl::fromLocalFile(m_fixture.path("here.txt")), QUrl("http://www.example.org")}));
     }
 
     void helpOpensItsFirstPageOrSaysWhyNot()
     {
-        QList<QUrl> opened;
-        bool browser = true;
-        setOuvreurUrl([&](const QUrl& url) {
-            opened.append(url);
-            return browser;
-        });
         frmPilvanor w;
         gParametres().fichierLangue = test::langFile("ENG");
         gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR)); // the shipped help/
         w.mnuAidPilvanor->trigger();
         w.mnuSysAidePilvanor->trigger();
         w.boutonBarreOutils("AidePilvanor")->trigger();
-        QCOMPARE(opened, QList<QUrl>(3, QUrl::fromLocalFile(PV_SOURCE_DIR "/help/index.html")));
+        QCOMPARE(m_fixture.opened, QList<QUrl>(3, QUrl::fromLocalFile(PV_SOURCE_DIR "/help/index.html")));
         QVERIFY(m_fixture.boxes.isEmpty());
 
-        browser = false;
+        m_fixture.browser = false;
         w.mnuAidPilvanor->trigger();
         gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang")); // no help there
         w.mnuAidPilvanor->trigger();
-        setOuvreurUrl({});
-        QCOMPARE(opened.size(), 4);
+        QCOMPARE(m_fixture.opened.size(), 4);
         QCOMPARE(m_fixture.boxes.size(), 2);
         QVERIFY2(m_fixture.boxes[0].first.contains("browser"), qPrintable(m_fixture.boxes[0].first));
         QVERIFY2(m_fixture.boxes[1].first.contains(PV_SOURCE_DIR "/lang/help/index.html"),

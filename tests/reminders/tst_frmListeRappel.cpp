@@ -47,42 +47,25 @@ private Q_SLOTS:
         setHorlogeEssai(QDateTime(QDate(2026, 11, 18), QTime(9, 15, 20))); // a Wednesday
     }
 
-    void failedCheckKeepsTheFrameOpenWithTheFocusThere_data()
-    {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("control");
-        QTest::newRow("once, this minute") << 0 << "x"
-                                           << "DateHeureRappelInvalide"
-                                           << "txtHeure";
-        QTest::newRow("weekly, no day") << 2 << "x"
-                                        << "SelectionJourObligatoire"
-                                        << "lstJour";
-        QTest::newRow("no message") << 1 << ""
-                                    << "MessageObligatoire"
-                                    << "txtMessage";
-    }
-
     void failedCheckKeepsTheFrameOpenWithTheFocusThere()
     {
-        QFETCH(int, type);
-        QFETCH(QString, message);
-        QFETCH(QString, key);
-        QFETCH(QString, control);
-        frmListeRappel w;
-        w.show();
-        QVERIFY(QTest::qWaitForWindowActive(&w));
-        w.cmdAjouter->click();
-        w.cboPlanification->setCurrentIndex(type);
-        w.txtHeure->setTime(QTime(9, 15));
-        w.txtMessage->setPlainText(message);
-        w.cmdOK->click();
-        QCOMPARE(m_fixture.boxes,
-                 QList({qMakePair(gMessageTexte(test::langFile("ENG"), key), int(MsgStyle::Exclamation))}));
-        QVERIFY(w.fraRappel->isVisible());
-        QVERIFY(w.findChild<QWidget*>(control)->hasFocus());
-        QVERIFY(stored().isEmpty());
+        // Kind, message, the box's key, the control that takes the focus.
+        for (const auto& [type, message, key, control] : {std::tuple {0, "x", "DateHeureRappelInvalide", "txtHeure"},
+                                                          {2, "x", "SelectionJourObligatoire", "lstJour"},
+                                                          {1, "", "MessageObligatoire", "txtMessage"}}) {
+            frmListeRappel w;
+            w.show();
+            QVERIFY(QTest::qWaitForWindowActive(&w));
+            w.cmdAjouter->click();
+            w.cboPlanification->setCurrentIndex(type);
+            w.txtHeure->setTime(QTime(9, 15));
+            w.txtMessage->setPlainText(message);
+            w.cmdOK->click();
+            QCOMPARE(m_fixture.takeBoxes(), QList({qMakePair(texte(key), int(MsgStyle::Exclamation))}));
+            QVERIFY(w.fraRappel->isVisible());
+            QVERIFY(w.findChild<QWidget*>(control)->hasFocus());
+            QVERIFY(stored().isEmpty());
+        }
     }
 
     void addOffersTheNextWholeHourAndSelectsTheSavedRow()
@@ -160,15 +143,9 @@ private Q_SLOTS:
     void oneWindowFromTheMainWindow()
     {
         frmPilvanor main;
-        QVERIFY(main.mnuFicListeRappel->isEnabled() && main.mnuSysListeRappel->isEnabled());
         main.mnuFicListeRappel->trigger();
         main.boutonBarreOutils("ListeRappel")->trigger();
-        QList<frmListeRappel*> open;
-        for (QWidget* t : QApplication::topLevelWidgets()) {
-            if (auto* f = qobject_cast<frmListeRappel*>(t); f && f->isVisible()) {
-                open.append(f);
-            }
-        }
+        const QList<frmListeRappel*> open = test::visibleWindows<frmListeRappel>();
         QCOMPARE(open.size(), 1);
         QCOMPARE(open[0], frmListeRappel::instance());
         delete open[0];

@@ -33,17 +33,8 @@ class tst_frmConfigurationCapture : public QObject
         env.insert("LC_ALL", locale);
         m_service.setProcessEnvironment(env);
         m_service.setStandardErrorFile(m_fixture.path("service.log"));
-        m_service.start(PV_BIN_DIR "/pilvanor-messenger",
-                        {"--foreground",
-                         "--bind",
-                         "127.0.0.1",
-                         "--no-udp",
-                         "--name",
-                         "LOCALHOST",
-                         "--port",
-                         "0",
-                         "--spool",
-                         spool()});
+        const QString options = "--foreground --bind 127.0.0.1 --no-udp --name LOCALHOST --port 0 --spool";
+        m_service.start(PV_BIN_DIR "/pilvanor-messenger", options.split(' ') << spool());
         QRegularExpressionMatch started;
         for (int i = 0; i < 250 && !started.hasMatch(); ++i) {
             QTest::qWait(20);

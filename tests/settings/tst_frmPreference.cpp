@@ -1,10 +1,7 @@
 #include "FormFixture.h"
 
 #include "common/IniFile.h"
-#include "common/NetworkProbes.h"
-#include "common/OuvrirTexte.h"
 #include "engine/frmPilvanor.h"
-#include "settings/frmAProposDe.h"
 #include "settings/frmPreference.h"
 
 #include <QCheckBox>
@@ -89,11 +86,6 @@ private Q_SLOTS:
         });
         gChargerParametres();
         frmPreference w;
-        QStringList languages;
-        for (int i = 0; i < w.cboLangue->count(); ++i) {
-            languages.append(w.cboLangue->itemText(i) + '=' + w.cboLangue->itemData(i).toString());
-        }
-        QCOMPARE(languages, QStringList({"English=ENG", "Français=FRA"}));
         QCOMPARE(w.cboLangue->currentText(), "Français");
         QCOMPARE(w.txtTouchesAccesRapide->text(), "Ctrl + Shift + Alt + K");
         QCOMPARE(w.txtApercuPolice->text(), "Courier, 9 pt");
@@ -157,25 +149,6 @@ private Q_SLOTS:
                                  setting("Signature", "Texte")};
         QCOMPARE(got, QStringList({"12", "500", "JEAN-XYPI", "1", "Bob¶Desk 4"}));
         QVERIFY(m_fixture.boxes.isEmpty());
-    }
-
-    void checkBoxesEnableTheirControls()
-    {
-        frmPreference w;
-        const std::tuple<QCheckBox*, QList<QWidget*>> cases[] = {
-            {w.chkJouerFichierSon, {w.txtFichierSon, w.cmdOuvrirFichierSon, w.cmdJouerSon}},
-            {w.chkPingStationAvantEnvoi, {w.txtDelaiAttente}},
-            {w.chkCapturerMessage, {w.cboAffichageMessage}},
-        };
-        for (const auto& [box, controls] : cases) {
-            for (bool on : {false, true, false}) {
-                box->setChecked(on);
-                for (QWidget* c : controls) {
-                    QVERIFY2(c->isEnabled() == on, qPrintable(box->objectName() + " " + c->objectName()));
-                }
-            }
-        }
-        QCOMPARE(w.txtDelaiAttente->palette().color(QPalette::Base), QApplication::palette().color(QPalette::Button));
     }
 
     void soundAndFontGoThroughTheirDialogs()
@@ -249,29 +222,6 @@ private Q_SLOTS:
         QCOMPARE(main.mnuFicQuitter->text(), "&Quitter");
         QCOMPARE(setting("General", "Langue"), "FRA");
         QVERIFY(m_fixture.boxes.isEmpty());
-    }
-
-    void aboutBoxShowsTheStationAndOpensTheLinks()
-    {
-        QList<QUrl> opened;
-        setOuvreurUrl([&](const QUrl& url) {
-            opened.append(url);
-            return true;
-        });
-        frmPilvanor main;
-        main.charger();
-        onModal<frmAProposDe>([](frmAProposDe* a) {
-            QCOMPARE(a->lblProduit->text(), QStringLiteral("Pilvanor " PV_VERSION));
-            QCOMPARE(a->lblStation->text(), gObtenirNomHote());
-            QCOMPARE(a->lblAdresseIP->text(), gObtenirAdresseIP());
-            QTest::mouseClick(a->lblCourriel, Qt::LeftButton);
-            QTest::mouseClick(a->lblSiteWeb, Qt::LeftButton);
-            a->cmdOK->click();
-        });
-        main.mnuAidAProposDe->trigger();
-        setOuvreurUrl({});
-        QCOMPARE(opened,
-                 QList<QUrl>({QUrl("mailto:contact@pilvanor.org?subject=Pilvanor"), QUrl("https://pilvanor.org/")}));
     }
 };
 
