@@ -37,7 +37,8 @@ SaisieTouches gSaisirTouches(int codeTouche, bool ctrl, bool shift, bool alt);
 // as on a US keyboard ("!" is the key 1).
 int gCodeToucheWindows(int cleQt, bool paveNumerique = false);
 
-// What the preferences window edits, as its controls hold it.
+// What the preferences window edits, as its controls hold it. Always filled whole, from the settings
+// (gPreferencesActuelles) or from the window, so the defaults live in the settings only.
 struct Preferences
 {
     QString langue; // language code
@@ -45,17 +46,17 @@ struct Preferences
     HotKey touchesAccesRapide;
     QString policeMessage; // "face,size,bold,italic,underline,colour"
     bool demarrerMinimise = false;
-    bool minimiserSysTray = true;
+    bool minimiserSysTray = false;
     bool minimiserBoutonX = false;
     bool afficherStationAvecNomIP = false;
-    bool garderPositionTailleFenetre = true;
+    bool garderPositionTailleFenetre = false;
     bool jouerFichierSon = false;
     QString fichierSon;
-    bool capturerMessage = true;
+    bool capturerMessage = false;
     int affichageMessage = 0; // list position
-    bool minimiserApresEnvoi = true;
-    bool effacerMessageApresEnvoi = true;
-    bool pingStationAvantEnvoi = true;
+    bool minimiserApresEnvoi = false;
+    bool effacerMessageApresEnvoi = false;
+    bool pingStationAvantEnvoi = false;
     QString delaiAttente;
     QString expediteur;
     QString caractereDevantReponseExpediteur;

@@ -1,5 +1,6 @@
 #include "viewer/frmMessage.h"
 
+#include "common/Controles.h"
 #include "common/Dialogues.h"
 #include "common/Fenetres.h"
 #include "common/Impression.h"
@@ -36,17 +37,9 @@ namespace pv {
 
 namespace {
 
-template<typename T, typename... Args>
-T* controle(QWidget* parent, const char* nom, Args&&... args)
-{
-    auto* c = new T(std::forward<Args>(args)..., parent);
-    c->setObjectName(QLatin1String(nom));
-    return c;
-}
-
 QLineEdit* champLecture(QWidget* parent, const char* nom)
 {
-    auto* c = controle<QLineEdit>(parent, nom);
+    auto* c = gCreerControle<QLineEdit>(parent, nom);
     c->setReadOnly(true);
     return c;
 }
@@ -67,21 +60,21 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     setWindowTitle(QStringLiteral("Message"));
     setWindowIcon(QIcon(QStringLiteral(":/icons/pilvanor.png")));
 
-    cboUtilisateur = controle<QComboBox>(this, "cboUtilisateur");
-    fraExpediteur = controle<QGroupBox>(this, "fraExpediteur", QStringLiteral("Expéditeur"));
+    cboUtilisateur = gCreerControle<QComboBox>(this, "cboUtilisateur");
+    fraExpediteur = gCreerControle<QGroupBox>(this, "fraExpediteur", QStringLiteral("Expéditeur"));
     txtUtilisateur = champLecture(fraExpediteur, "txtUtilisateur");
-    lblDateHeure = controle<QLabel>(fraExpediteur, "lblDateHeure", QStringLiteral("Date / Heure"));
+    lblDateHeure = gCreerControle<QLabel>(fraExpediteur, "lblDateHeure", QStringLiteral("Date / Heure"));
     txtDateHeure = champLecture(fraExpediteur, "txtDateHeure");
     // The whole "yyyy-mm-dd hh:mm:ss" stays readable.
     txtDateHeure->setMinimumWidth(txtDateHeure->fontMetrics().horizontalAdvance(QStringLiteral("0000-00-00 00:00:00"))
                                   + 24);
-    lblExpediteurDouteux = controle<QLabel>(fraExpediteur, "lblExpediteurDouteux");
+    lblExpediteurDouteux = gCreerControle<QLabel>(fraExpediteur, "lblExpediteurDouteux");
     // Its text comes from the message section, filled with the peer.
     lblExpediteurDouteux->setProperty("sansLibelle", true);
     lblExpediteurDouteux->setWordWrap(true);
     lblExpediteurDouteux->hide();
-    fraMessage = controle<QGroupBox>(this, "fraMessage", QStringLiteral("Message"));
-    txtMessage = controle<QPlainTextEdit>(fraMessage, "txtMessage");
+    fraMessage = gCreerControle<QGroupBox>(this, "fraMessage", QStringLiteral("Message"));
+    txtMessage = gCreerControle<QPlainTextEdit>(fraMessage, "txtMessage");
     txtMessage->setReadOnly(true);
     gAppliquerPolice(txtMessage);
     mnuOuvrirTexteSelectionne = new QAction(QStringLiteral("Ouvrir le texte sélectionné"), this);
@@ -90,27 +83,28 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     txtMessage->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(txtMessage, &QWidget::customContextMenuRequested, this, &frmMessage::txtMessage_MenuContextuel);
 
-    cmdRepondre = controle<QPushButton>(this, "cmdRepondre", QStringLiteral("&Répondre"));
-    chkAjouterMessageReponse = controle<QCheckBox>(this, "chkAjouterMessageReponse", QStringLiteral("Ajouter"));
-    cmdRechercher = controle<QPushButton>(this, "cmdRechercher", QStringLiteral("Rechercher"));
-    cmdImprimer = controle<QPushButton>(this, "cmdImprimer", QStringLiteral("&Imprimer..."));
-    cmdSupprimer = controle<QPushButton>(this, "cmdSupprimer", QStringLiteral("&Supprimer"));
-    cmdFermer = controle<QPushButton>(this, "cmdFermer", QStringLiteral("&Fermer"));
+    cmdRepondre = gCreerControle<QPushButton>(this, "cmdRepondre", QStringLiteral("&Répondre"));
+    chkAjouterMessageReponse = gCreerControle<QCheckBox>(this, "chkAjouterMessageReponse", QStringLiteral("Ajouter"));
+    cmdRechercher = gCreerControle<QPushButton>(this, "cmdRechercher", QStringLiteral("Rechercher"));
+    cmdImprimer = gCreerControle<QPushButton>(this, "cmdImprimer", QStringLiteral("&Imprimer..."));
+    cmdSupprimer = gCreerControle<QPushButton>(this, "cmdSupprimer", QStringLiteral("&Supprimer"));
+    cmdFermer = gCreerControle<QPushButton>(this, "cmdFermer", QStringLiteral("&Fermer"));
     cmdFermer->setDefault(true);
     connect(cmdFermer, &QPushButton::clicked, this, &frmMessage::cmdFermer_Click);
     connect(cmdRepondre, &QPushButton::clicked, this, &frmMessage::cmdRepondre_Click);
     connect(cmdSupprimer, &QPushButton::clicked, this, &frmMessage::cmdSupprimer_Click);
     connect(cmdImprimer, &QPushButton::clicked, this, &frmMessage::cmdImprimer_Click);
 
-    fraRechercherTexte = controle<QGroupBox>(this, "fraRechercherTexte", QStringLiteral("Rechercher"));
-    txtTexteRecherche = controle<QLineEdit>(fraRechercherTexte, "txtTexteRecherche");
+    fraRechercherTexte = gCreerControle<QGroupBox>(this, "fraRechercherTexte", QStringLiteral("Rechercher"));
+    txtTexteRecherche = gCreerControle<QLineEdit>(fraRechercherTexte, "txtTexteRecherche");
     for (int i = 0; i < 2; ++i) {
-        optDepartRecherche[i] = controle<QRadioButton>(fraRechercherTexte, "optDepartRecherche");
+        optDepartRecherche[i] = gCreerControle<QRadioButton>(fraRechercherTexte, "optDepartRecherche");
         optDepartRecherche[i]->setProperty("index", i);
     }
-    cmdRechercherTexte = controle<QPushButton>(fraRechercherTexte, "cmdRechercherTexte", QStringLiteral("&Suivant"));
+    cmdRechercherTexte
+        = gCreerControle<QPushButton>(fraRechercherTexte, "cmdRechercherTexte", QStringLiteral("&Suivant"));
     cmdAnnulerRechercheTexte
-        = controle<QPushButton>(fraRechercherTexte, "cmdAnnulerRechercheTexte", QStringLiteral("Annuler"));
+        = gCreerControle<QPushButton>(fraRechercherTexte, "cmdAnnulerRechercheTexte", QStringLiteral("Annuler"));
     optDepartRecherche[0]->setChecked(true);
     fraRechercherTexte->hide();
     connect(cmdRechercher, &QPushButton::clicked, fraRechercherTexte, &QWidget::show);
@@ -120,10 +114,10 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
         connect(optDepartRecherche[i], &QRadioButton::clicked, this, [this, i] { optDepartRecherche_Click(i); });
     }
 
-    chkRepeterRappel = controle<QCheckBox>(this, "chkRepeterRappel", QStringLiteral("Répéter dans"));
-    spnDureeRepetitionRappel = controle<SpinDureeRappel>(this, "spnDureeRepetitionRappel");
+    chkRepeterRappel = gCreerControle<QCheckBox>(this, "chkRepeterRappel", QStringLiteral("Répéter dans"));
+    spnDureeRepetitionRappel = gCreerControle<SpinDureeRappel>(this, "spnDureeRepetitionRappel");
     txtDureeRepetitionRappel = spnDureeRepetitionRappel->txtDureeRepetitionRappel();
-    cboTempsRepetitionRappel = controle<QComboBox>(this, "cboTempsRepetitionRappel");
+    cboTempsRepetitionRappel = gCreerControle<QComboBox>(this, "cboTempsRepetitionRappel");
     mAfficherControlesRappel(false);
     connect(chkRepeterRappel, &QCheckBox::toggled, this, &frmMessage::chkRepeterRappel_Click);
 
