@@ -46,6 +46,12 @@ QChar gCaractereInterdit(const QString& texte, const char* interdits)
     return QChar();
 }
 
+QChar gCaractereInterditCle(const QString& nom, const char* interdits)
+{
+    const QChar c = gCaractereInterdit(nom, interdits);
+    return c.isNull() ? iniKeyFault(nom) : c;
+}
+
 QString gFiltrerNomStation(const QString& saisie)
 {
     QString out;
@@ -69,7 +75,7 @@ std::optional<Refus> gVerifierUtilisateur(const SaisieUtilisateur& saisie,
     if (saisie.description.isEmpty()) {
         return Refus {"StationDescObligatoire", Champ::Description};
     }
-    if (const QChar c = gCaractereInterdit(saisie.station, InterditsStation); !c.isNull()) {
+    if (const QChar c = gCaractereInterditCle(saisie.station, InterditsStation); !c.isNull()) {
         return Refus {"CaractereInterdit", Champ::NomStation, {c}};
     }
     if (const QChar c = gCaractereInterdit(saisie.description, InterditsDescription); !c.isNull()) {
@@ -113,7 +119,7 @@ int gAjouterStations(const QStringList& stations)
     donnees().update([&](IniDocument& doc) {
         ajoutes = 0;
         for (const QString& station : stations) {
-            if (!station.isEmpty() && gCaractereInterdit(station, InterditsStation).isNull()
+            if (!station.isEmpty() && gCaractereInterditCle(station, InterditsStation).isNull()
                 && !doc.value(Utilisateurs, station)) {
                 doc.setValue(Utilisateurs, station, gValeurUtilisateur(station, false));
                 ++ajoutes;
@@ -144,7 +150,7 @@ gAnalyserImport(const QString& texte, const QList<Utilisateur>& utilisateurs, QL
         const QStringList champs = ligne.split(QLatin1Char('\t'));
         const QString station = champs[0].toUpper();
         // An empty key would be a record nobody can send to or delete; a separator would break the record.
-        if (station.trimmed().isEmpty() || !gCaractereInterdit(station, InterditsStation).isNull()) {
+        if (station.trimmed().isEmpty() || !gCaractereInterditCle(station, InterditsStation).isNull()) {
             ++r.lignesIgnorees;
             continue;
         }
@@ -210,7 +216,7 @@ gVerifierGroupe(const QString& nom, const QStringList& membres, const QString& n
     if (membres.isEmpty()) {
         return Refus {"UtilisateurGroupeObligatoire", Champ::Membres};
     }
-    if (const QChar c = gCaractereInterdit(nom, InterditsGroupe); !c.isNull()) {
+    if (const QChar c = gCaractereInterditCle(nom, InterditsGroupe); !c.isNull()) {
         return Refus {"CaractereInterdit", Champ::NomGroupe, {c}};
     }
     // A rename is not checked: renaming onto another group's name replaces that group.

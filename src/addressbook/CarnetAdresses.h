@@ -29,6 +29,9 @@ inline constexpr auto InterditsDescription = "|";
 inline constexpr auto InterditsGroupe = "=[]";
 // The first character of `texte` that `interdits` lists; a null character when there is none.
 QChar gCaractereInterdit(const QString& texte, const char* interdits);
+// As above for a name that becomes a key of the data file: also a character that would keep the key from reading
+// back, such as a "#" or ";" in front.
+QChar gCaractereInterditCle(const QString& nom, const char* interdits);
 
 // What a station box keeps of typed or pasted text: blanks dropped, the rest upper-cased.
 QString gFiltrerNomStation(const QString& saisie);

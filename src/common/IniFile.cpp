@@ -55,6 +55,24 @@ QString iniLineKey(const QString& line)
     return line.left(eq).trimmed();
 }
 
+QChar iniKeyFault(const QString& key)
+{
+    const QString trimmed = key.trimmed();
+    if (trimmed.isEmpty()) {
+        return QLatin1Char(' ');
+    }
+    // A "[" in front makes a section header of the line as soon as the value holds a "]".
+    if (isComment(trimmed) || trimmed.startsWith(QLatin1Char('['))) {
+        return trimmed.front();
+    }
+    for (const QChar c : key) {
+        if (c == QLatin1Char('=') || c == QLatin1Char('\n') || c == QLatin1Char('\r')) {
+            return c;
+        }
+    }
+    return QChar();
+}
+
 IniDocument IniDocument::parse(const QString& text)
 {
     IniDocument doc;
@@ -175,6 +193,12 @@ std::optional<QString> IniDocument::value(const QString& section, const QString&
 
 void IniDocument::setValue(const QString& section, const QString& key, const QString& value)
 {
+    if (const QChar c = iniKeyFault(key); !c.isNull()) {
+        throw Error(
+            key.trimmed().isEmpty()
+                ? QStringLiteral("An empty name cannot be stored")
+                : QStringLiteral("The name \"%1\" cannot be stored: the character %2 would hide it").arg(key, c));
+    }
     const QString line = key + QLatin1Char('=') + value;
     Section* s = find(section);
     m_modified = true;
@@ -254,34 +278,32 @@ IniFile::IniFile(QString path)
 {
 }
 
-IniDocument IniFile::load() const
+IniDocument IniFile::loadOrEmpty() const
 {
-    QFile f(m_path);
-    if (!f.open(QIODevice::ReadOnly)) {
+    try {
+        return load();
+    } catch (const Error&) {
         return {};
     }
-    return IniDocument::parse(decodeTextFile(f.readAll()));
 }
 
 QStringList IniFile::readSection(const QString& section, int limit) const
 {
-    QStringList lines = load().sectionLines(section);
-    // Each line counts with its terminator, and the list with one more.
+    QStringList lines = loadOrEmpty().sectionLines(section);
+    // Each line counts with its terminator, and the list with one more. Counted from the end, so that what does
+    // not fit is the oldest.
     qsizetype used = 1;
-    qsizetype keep = 0;
-    for (; keep < lines.size(); ++keep) {
-        used += lines[keep].size() + 1;
-        if (used > limit) {
-            break;
-        }
+    qsizetype first = lines.size();
+    while (first > 0 && used + lines[first - 1].size() + 1 <= limit) {
+        used += lines[--first].size() + 1;
     }
-    lines.resize(keep);
+    lines.remove(0, first);
     return lines;
 }
 
 std::optional<QString> IniFile::value(const QString& section, const QString& key) const
 {
-    auto v = load().value(section, key);
+    auto v = loadOrEmpty().value(section, key);
     if (v && v->size() >= SectionLimit) {
         v->truncate(SectionLimit - 1);
     }
@@ -365,6 +387,33 @@ bool writeAll(int fd, const QByteArray& data)
 
 } // namespace
 
+IniDocument IniFile::load() const
+{
+    Fd fd(::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_CLOEXEC));
+    if (fd.get() < 0) {
+        if (errno == ENOENT) {
+            return {};
+        }
+        fail(QStringLiteral("Cannot read"), m_path, errno);
+    }
+    QByteArray bytes;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
+        if (n == 0) {
+            break;
+        }
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            fail(QStringLiteral("Cannot read"), m_path, errno);
+        }
+        bytes.append(buffer, n);
+    }
+    return IniDocument::parse(decodeTextFile(bytes));
+}
+
 void IniFile::update(const std::function<void(IniDocument&)>& edit)
 {
     const QFileInfo info(m_path);
@@ -391,8 +440,14 @@ void IniFile::update(const std::function<void(IniDocument&)>& edit)
         folder.remove(stale);
     }
 
-    // Read under the lock so that no other writer's edit is lost.
-    IniDocument doc = load();
+    // Read under the lock so that no other writer's edit is lost. A file that cannot be read is never replaced:
+    // its content would be lost.
+    IniDocument doc;
+    try {
+        doc = load();
+    } catch (const Error& e) {
+        fail(QStringLiteral("Cannot write"), m_path, e.number());
+    }
     edit(doc);
     // Nothing to write: an absent file stays absent and a present one keeps its bytes.
     if (!doc.isModified()) {

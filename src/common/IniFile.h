@@ -25,6 +25,7 @@ public:
     QStringList sectionLines(const QString& section) const;
     std::optional<QString> value(const QString& section, const QString& key) const;
 
+    // Throws pv::Error for a key that would not read back as written (see iniKeyFault).
     void setValue(const QString& section, const QString& key, const QString& value);
     bool removeKey(const QString& section, const QString& key);
     // Removes every listed key in one pass; returns how many lines went.
@@ -55,6 +56,10 @@ private:
 // The key of an INI line: the text before the first "=", trimmed; empty for a comment or a line without "=".
 QString iniLineKey(const QString& line);
 
+// The character that keeps `key` from reading back as the key of its line: a "#" or ";" in front (a comment), a
+// "[" in front (a section header), an "=" or a line break anywhere. A blank for an empty key; null when it is fine.
+QChar iniKeyFault(const QString& key);
+
 // An INI file on disk. Reads take no lock: every write replaces the file atomically (temporary file, fsync,
 // rename) under an advisory lock, so a reader sees the old file or the new one, never a torn one, and two
 // processes never interleave their edits. Writes throw pv::Error with a readable text when they fail.
@@ -69,14 +74,18 @@ public:
 
     const QString& path() const { return m_path; }
 
-    // A missing or unreadable file reads as empty.
+    // A missing file reads as empty; one that exists but cannot be read throws pv::Error.
     IniDocument load() const;
-    // "key=value" lines of a section in file order; whole lines only, as many as fit in the limit.
+    // For reads that show what they can: an unreadable file reads as empty here, and every write to it fails.
+    IniDocument loadOrEmpty() const;
+    // "key=value" lines of a section in file order; whole lines only. A section longer than the limit loses its
+    // first (oldest) lines: keys are appended, so the newest are at the end.
     QStringList readSection(const QString& section, int limit = SectionLimit) const;
     std::optional<QString> value(const QString& section, const QString& key) const;
     QString readString(const QString& section, const QString& key, const QString& fallback = {}) const;
 
-    // A null value removes the key.
+    // A null value removes the key. Every write throws when the file exists but cannot be read: what it holds
+    // would be lost.
     void writeString(const QString& section, const QString& key, const std::optional<QString>& value);
     void removeSection(const QString& section);
     // Applies several edits to the current content in one atomic, locked write.

@@ -71,7 +71,22 @@ QString decodeTextFile(const QByteArray& bytes)
     if (body.startsWith("\xEF\xBB\xBF")) {
         body.remove(0, 3);
     }
-    return isValidUtf8(body) ? QString::fromUtf8(body) : decodeWindows1252(body);
+    if (isValidUtf8(body)) {
+        return QString::fromUtf8(body);
+    }
+    // Decided line by line: one stray byte in a hand-edited file must not turn its good lines into mojibake. A
+    // line feed never occurs inside a UTF-8 sequence, so the lines split cleanly.
+    QString out;
+    out.reserve(body.size());
+    qsizetype start = 0;
+    while (start < body.size()) {
+        qsizetype end = body.indexOf('\n', start);
+        end = end < 0 ? body.size() : end + 1;
+        const QByteArray line = body.sliced(start, end - start);
+        out += isValidUtf8(line) ? QString::fromUtf8(line) : decodeWindows1252(line);
+        start = end;
+    }
+    return out;
 }
 
 } // namespace pv

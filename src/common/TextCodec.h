@@ -5,7 +5,8 @@
 
 namespace pv {
 
-// Files are UTF-8 on disk. A file that is not valid UTF-8 (one brought from Windows) is read as Windows-1252.
+// Files are UTF-8 on disk. A line that is not valid UTF-8 (a file brought from Windows, a hand edit in another
+// encoding) is read as Windows-1252; the other lines of the file stay UTF-8.
 bool isValidUtf8(const QByteArray& bytes);
 QString decodeWindows1252(const QByteArray& bytes);
 QString decodeTextFile(const QByteArray& bytes);

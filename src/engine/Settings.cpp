@@ -142,7 +142,8 @@ void gChargerParametres()
 {
     Parametres& p = g_parametres;
     // One read of the store for every key.
-    const IniDocument store = g_fichierParametres.isEmpty() ? IniDocument() : IniFile(g_fichierParametres).load();
+    const IniDocument store
+        = g_fichierParametres.isEmpty() ? IniDocument() : IniFile(g_fichierParametres).loadOrEmpty();
     auto lireDans = [&](const char* section, const char* cle, const QString& defaut) {
         return store.value(QLatin1String(section), QLatin1String(cle)).value_or(defaut);
     };

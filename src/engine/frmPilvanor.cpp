@@ -731,7 +731,8 @@ void frmPilvanor::mRepondre(const QString& pstrStation,
     const QString station = gObtenirStation(pstrStation).trimmed().toUpper();
     bool connu = false;
     gRechercherUtilisateur(station, false, &connu);
-    if (!connu) {
+    // A sender's name that cannot be a key of the file is answered without being kept as a user.
+    if (!connu && iniKeyFault(station).isNull()) {
         try {
             IniFile(gFichierDonnees())
                 .writeString(QLatin1String(SectionUtilisateur), station, station + QStringLiteral("|0"));
@@ -753,9 +754,11 @@ void frmPilvanor::mRepondre(const QString& pstrStation,
     for (int i = 0; i < cboDestinataire->count(); ++i) {
         if (gObtenirStation(cboDestinataire->itemText(i)).trimmed().toUpper() == station) {
             cboDestinataire->setCurrentIndex(i);
-            break;
+            return;
         }
     }
+    // Not kept as a user: the reply still goes to the sender, never to whoever the list shows first.
+    cboDestinataire->setEditText(station);
 }
 
 void frmPilvanor::supprimerHistorique(bool envoye)

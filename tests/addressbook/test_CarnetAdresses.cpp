@@ -71,6 +71,9 @@ TEST_F(CarnetTest, UserChecksInTheirOrder)
         {"PC2", "Alice", "PC1", "Alice", "StationExistante@" + QString::number(S)},
         {"PC=3", "Carol", "", "", "CaractereInterdit@" + QString::number(S)},
         {"PC3", "a|b", "", "", "CaractereInterdit@" + QString::number(D)},
+        {"#PC3", "Carol", "", "", "CaractereInterdit@" + QString::number(S)}, // it would read back as a comment
+        {";PC3", "Carol", "", "", "CaractereInterdit@" + QString::number(S)},
+        {"PC#3", "Carol", "", "", "ok"},
     };
     for (const Cas& c : cas) {
         EXPECT_EQ(refus(gVerifierUtilisateur(
@@ -96,6 +99,9 @@ TEST_F(CarnetTest, GroupChecksInTheirOrder)
         {"a", {"PC1"}, "", "ok"},  // group names keep their case
         {"A", {"PC1"}, "B", "ok"}, // renaming onto a taken name is allowed
         {"A=B", {"PC1"}, "", "CaractereInterdit@" + QString::number(N)},
+        {"#Sales", {"PC1"}, "", "CaractereInterdit@" + QString::number(N)},
+        {" ;Sales", {"PC1"}, "", "CaractereInterdit@" + QString::number(N)},
+        {"Sales #1; ok", {"PC1"}, "", "ok"},
     };
     for (const Cas& c : cas) {
         EXPECT_EQ(refus(gVerifierGroupe(c.nom, c.membres, c.nomCharge, gGroupes())), c.attendu) << c.nom;
@@ -113,7 +119,7 @@ TEST_F(CarnetTest, EditorWritesReplaceParenthesesAndRenamesRemoveTheOldKey)
     gEnregistrerGroupe("B", {"PC9"}, "A"); // renamed onto B: B takes A's place, A goes
     EXPECT_EQ(section(SectionGroupe), "B=PC9");
 
-    EXPECT_EQ(gAjouterStations({"PC1", "NEWPC", "NEWPC", "BAD,NAME", ""}), 1);
+    EXPECT_EQ(gAjouterStations({"PC1", "NEWPC", "NEWPC", "BAD,NAME", "", "#HIDDEN"}), 1);
     EXPECT_TRUE(section(SectionUtilisateur).endsWith(";NEWPC=NEWPC|0"));
     EXPECT_TRUE(section(SectionUtilisateur).startsWith("PC1=Alice|1;")) << "a known station is left as it is";
 }
@@ -134,6 +140,8 @@ TEST_F(CarnetTest, ImportLines)
         {"\tno station", ""},
         {"", ""},
         {"A=B\tx", ""},
+        {"#ws06\tcomment", ""},
+        {";ws07", ""},
         {"ws05\tCR LF\r", "WS05=CR LF|0"},
     };
     QByteArray fichier;
@@ -147,7 +155,7 @@ TEST_F(CarnetTest, ImportLines)
     ecrire("import.txt", fichier);
     const ResultatImport r = gImporterUtilisateurs(m_dir.filePath("import.txt"));
     EXPECT_EQ(r.stations.join('|'), "WS01|WS02|WS03|WS04|PC1|PC2|WS05");
-    EXPECT_EQ(r.lignesIgnorees, 3);
+    EXPECT_EQ(r.lignesIgnorees, 5);
     EXPECT_EQ(r.ajoutes, 5);
     EXPECT_EQ(section(SectionUtilisateur), attendus.join(';'));
 

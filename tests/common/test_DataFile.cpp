@@ -113,6 +113,23 @@ TEST_F(DataFileTest, HistoryRecordsRoundTripAndStayBounded)
     EXPECT_TRUE(gLireHistorique(true).isEmpty());
 }
 
+TEST_F(DataFileTest, AHistoryPastTheReadLimitShowsItsNewestEntries)
+{
+    // 5,000 entries of about 270 characters: some 1.37 million, more than one read returns.
+    const auto cle = [](int i) { return QString::number(20000000000000000LL + i); };
+    IniFile(gFichierDonnees()).update([&](IniDocument& d) {
+        for (int i = 0; i < 5000; ++i) {
+            d.setValue(SectionMessageRecu, cle(i), "PC12|" + QString(250, 'x') + QString::number(i));
+        }
+    });
+    const auto entries = gLireHistorique(false);
+    ASSERT_GT(entries.size(), 3000);
+    ASSERT_LT(entries.size(), 5000);
+    EXPECT_EQ(entries.last().cle, cle(4999)) << "the newest entry shows";
+    EXPECT_EQ(entries.first().cle, cle(5000 - entries.size())) << "only the oldest are left out";
+    EXPECT_EQ(gVerifierNbMessageHistorique(false, 4000), 1001) << "the trimming counts the whole section";
+}
+
 TEST_F(DataFileTest, HostileFileLoadsWhatItCan)
 {
     QByteArray bytes = "no section line\n[User]\nPC1=ok|0\n=empty key\n[Group]\nG=PC1\n[PredefinedMessage]\n";

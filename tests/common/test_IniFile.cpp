@@ -1,5 +1,6 @@
 #include "TestFiles.h"
 
+#include "common/Error.h"
 #include "common/IniFile.h"
 #include "common/TextCodec.h"
 
@@ -9,7 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <linux/capability.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using namespace pv;
 
@@ -21,6 +25,27 @@ QByteArray readAll(const QString& path)
     EXPECT_TRUE(f.open(QIODevice::ReadOnly));
     return f.readAll();
 }
+
+// Root reads every file: for the life of this guard the calling thread has no capability left, so that a file's
+// mode bars it as it bars the file's owner.
+class AsPlainOwner
+{
+public:
+    AsPlainOwner()
+    {
+        ::syscall(SYS_capget, &m_header, m_saved);
+        __user_cap_data_struct none[2] = {m_saved[0], m_saved[1]};
+        none[0].effective = none[1].effective = 0;
+        ::syscall(SYS_capset, &m_header, none);
+    }
+    ~AsPlainOwner() { ::syscall(SYS_capset, &m_header, m_saved); }
+    AsPlainOwner(const AsPlainOwner&) = delete;
+    AsPlainOwner& operator=(const AsPlainOwner&) = delete;
+
+private:
+    __user_cap_header_struct m_header {_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct m_saved[2] {};
+};
 
 struct EditCase
 {
@@ -55,6 +80,25 @@ TEST(IniDocument, EditsTouchOnlyTheirLines)
     }
 }
 
+TEST(IniDocument, EveryKeyWrittenReadsBack)
+{
+    IniDocument doc = IniDocument::parse("[S]\nold=1\n");
+    // A comment, a section header (with a "]" in the value), a split line, nothing.
+    for (const char* key : {"#Sales", ";x", "  #x", "[x", "a=b", "a\nb", "a\rb", "", " "}) {
+        EXPECT_THROW(doc.setValue("S", key, "v]"), Error) << key;
+    }
+    EXPECT_FALSE(doc.isModified());
+    const QStringList fine {"Sales#", "a;b", "x[y]", "PC-12", QString::fromUtf8("é")};
+    for (const QString& key : fine) {
+        doc.setValue("S", key, "v]");
+    }
+    QStringList keys;
+    for (const QString& line : IniDocument::parse(doc.serialize()).sectionLines("S")) {
+        keys.append(iniLineKey(line));
+    }
+    EXPECT_EQ(keys, QStringList {"old"} + fine);
+}
+
 TEST(IniDocument, ReadsIgnoreCaseAndKeepFileOrder)
 {
     const auto doc = IniDocument::parse(
@@ -75,9 +119,9 @@ TEST(IniFile, ReadsRespectTheBufferLimits)
         d.setValue("S", "k1", QString(10, 'a')); // 13 characters + terminator
         d.setValue("S", "k2", QString(10, 'b'));
     });
-    // One line takes 14, the list one more: 15 holds one line, 29 holds both, 28 only the first.
-    EXPECT_EQ(ini.readSection("S", 15).size(), 1);
-    EXPECT_EQ(ini.readSection("S", 28).size(), 1);
+    // One line takes 14, the list one more: 15 holds one line, 29 holds both, 28 only the newest.
+    EXPECT_EQ(ini.readSection("S", 15), QStringList {"k2=bbbbbbbbbb"});
+    EXPECT_EQ(ini.readSection("S", 28), QStringList {"k2=bbbbbbbbbb"});
     EXPECT_EQ(ini.readSection("S", 29).size(), 2);
     EXPECT_TRUE(ini.readSection("S", 2).isEmpty());
 
@@ -104,18 +148,61 @@ TEST(IniFile, MissingFileReadsEmptyAndFirstWriteCreatesIt)
     EXPECT_EQ(readAll(ini.path()), "[S]\na=1\n") << "a replaced section is written";
 }
 
+TEST(IniFile, UnreadableFileIsNeverReplaced)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("Pilvanor.pv");
+    const QByteArray before = "[User]\nPC1=Alice|0\n[IncomingMessage]\n20260101000000000=PC1|hello\n";
+    ASSERT_TRUE(test::writeFile(path, before));
+    ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), 0), 0);
+    IniFile ini(path);
+    const std::function<void()> writes[] = {
+        [&] { ini.writeString("User", "PC2", "Bob|0"); },
+        [&] { ini.writeString("User", "PC1", std::nullopt); },
+        [&] { ini.removeSection("IncomingMessage"); },
+        [&] { ini.update([](IniDocument& d) { d.setValue("Group", "G", "PC1"); }); },
+    };
+    {
+        AsPlainOwner guard;
+        EXPECT_THROW(ini.load(), Error);
+        EXPECT_TRUE(ini.readSection("User").isEmpty()) << "reads show what they can";
+        for (const auto& write : writes) {
+            try {
+                write();
+                ADD_FAILURE() << "a write over a file that cannot be read went through";
+            } catch (const Error& e) {
+                EXPECT_TRUE(e.text().startsWith("Cannot write " + path + ": ")) << e.what();
+                EXPECT_EQ(e.number(), EACCES);
+            }
+        }
+    }
+    ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), 0600), 0);
+    EXPECT_EQ(readAll(path), before);
+
+    // Something else in the file's place is no file to read either; a missing file is.
+    IniFile folder(dir.path());
+    EXPECT_THROW(folder.load(), Error);
+    EXPECT_NO_THROW(IniFile(dir.filePath("missing.pv")).load());
+}
+
 TEST(IniFile, Windows1252FileIsReadAndWrittenBackAsUtf8)
 {
     QTemporaryDir dir;
     const QString path = dir.filePath("old.pv");
-    // "Réunion" and a pilcrow line break, as a Windows program wrote them.
-    ASSERT_TRUE(test::writeFile(path, "[PredefinedMessage]\n20030101120000=R\xE9union\xB6\x80 5\n"));
+    // "Réunion" and a pilcrow line break, as a Windows program wrote them, beside a UTF-8 line: each line is read
+    // in its own encoding.
+    ASSERT_TRUE(test::writeFile(path,
+                                "[PredefinedMessage]\n20030101120000=R\xE9union\xB6\x80 5\n"
+                                "20030101120001=R\xC3\xA9"
+                                "ception\n"));
     IniFile ini(path);
     EXPECT_EQ(ini.readString("PredefinedMessage", "20030101120000"), QString::fromUtf8("Réunion¶€ 5"));
+    EXPECT_EQ(ini.readString("PredefinedMessage", "20030101120001"), QString::fromUtf8("Réception"));
     ini.writeString("User", "PC1", "Desk|0");
     const QByteArray bytes = readAll(path);
     EXPECT_TRUE(isValidUtf8(bytes));
-    EXPECT_TRUE(bytes.contains("R\xC3\xA9union\xC2\xB6\xE2\x82\xAC 5"));
+    EXPECT_TRUE(bytes.contains("=R\xC3\xA9union\xC2\xB6\xE2\x82\xAC 5\n20030101120001=R\xC3\xA9"
+                               "ception\n"));
 }
 
 TEST(TextCodec, Utf8Validation)
@@ -133,6 +220,13 @@ TEST(TextCodec, Utf8Validation)
     for (const auto& [bytes, valid] : cases) {
         EXPECT_EQ(isValidUtf8(bytes), valid) << bytes.toHex().toStdString();
     }
-    EXPECT_EQ(decodeTextFile("\xEF\xBB\xBFok"), "ok");
+    const std::pair<QByteArray, const char*> files[] = {
+        {"\xEF\xBB\xBFok", "ok"},
+        {"caf\xC3\xA9\r\ncaf\xE9\r\n\xE2\x82\xAC", "café\r\ncafé\r\n€"}, // one line in Windows-1252
+        {"\x80\n\xC3\xA9\n\xC3", "€\né\nÃ"},
+    };
+    for (const auto& [bytes, text] : files) {
+        EXPECT_EQ(decodeTextFile(bytes), QString::fromUtf8(text)) << bytes.toHex().toStdString();
+    }
     EXPECT_EQ(decodeWindows1252("\x80\x92\x9F\xA0\xFF"), QString::fromUtf8("€’Ÿ\u00A0ÿ"));
 }

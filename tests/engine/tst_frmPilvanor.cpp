@@ -196,6 +196,13 @@ private Q_SLOTS:
             QCOMPARE(w.cboDestinataire->currentText(), "PC7 (PC7)");
             QCOMPARE(IniFile(gFichierDonnees()).readString(SectionUtilisateur, "PC7"), "PC7|0");
         }
+        // A name the data file would read as a comment is answered but not kept.
+        frmPilvanor w;
+        w.charger();
+        w.mRepondre("#pc8", "a", false);
+        QCOMPARE(w.cboDestinataire->currentText(), "#PC8");
+        QVERIFY(!IniFile(gFichierDonnees()).load().serialize().contains("#PC8"));
+        QVERIFY(m_fixture.takeBoxes().isEmpty());
     }
 
     void sendNeedsRecipientAndText()
