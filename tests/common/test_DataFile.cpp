@@ -117,11 +117,11 @@ TEST_F(DataFileTest, AHistoryPastTheReadLimitShowsItsNewestEntries)
 {
     // 5,000 entries of about 270 characters: some 1.37 million, more than one read returns.
     const auto cle = [](int i) { return QString::number(20000000000000000LL + i); };
-    IniFile(gFichierDonnees()).update([&](IniDocument& d) {
-        for (int i = 0; i < 5000; ++i) {
-            d.setValue(SectionMessageRecu, cle(i), "PC12|" + QString(250, 'x') + QString::number(i));
-        }
-    });
+    QStringList lignes;
+    for (int i = 0; i < 5000; ++i) {
+        lignes.append(cle(i) + "=PC12|" + QString(250, 'x') + QString::number(i));
+    }
+    IniFile(gFichierDonnees()).update([&](IniDocument& d) { d.replaceSection(SectionMessageRecu, lignes); });
     const auto entries = gLireHistorique(false);
     ASSERT_GT(entries.size(), 3000);
     ASSERT_LT(entries.size(), 5000);
