@@ -6,10 +6,14 @@
 #include "common/Scrambling.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
+#include "messenger/Service.h"
 #include "reminders/Rappels.h"
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
+
+#include <algorithm>
 
 #include <sys/stat.h>
 #include <time.h>
@@ -40,6 +44,59 @@ qint64 ns(const timespec& t)
 {
     return qint64(t.tv_sec) * 1'000'000'000 + t.tv_nsec;
 }
+
+// The title and header template of the service's pop-ups in each language.
+struct Forme
+{
+    QString titre;
+    QString modele;
+};
+
+const QList<Forme>& formesService()
+{
+    static const QList<Forme> formes = [] {
+        QList<Forme> f;
+        for (const PopupLanguage langue : {PopupLanguage::English, PopupLanguage::French}) {
+            const PopupWording w = popupWording(langue);
+            f.append({w.title, w.header.arg(Expediteur, Destinataire, Date)});
+        }
+        return f;
+    }();
+    return formes;
+}
+
+// True when the header reads as the template with its fields filled in.
+bool suitModele(const QString& modele, const QString& entete)
+{
+    const EnteteAnalysee h = gAnalyserEntete(modele, entete);
+    QString relu = modele;
+    relu.replace(Expediteur, h.expediteur).replace(Destinataire, h.destinataire).replace(Date, h.date);
+    return relu == entete;
+}
+
+// The learnt template, unless the header follows one of the service's forms instead: a service that writes in
+// another language than the one learnt is still read right.
+QString modelePour(const QString& entete)
+{
+    const QString& appris = gParametres().enteteFenetreMessenger;
+    if (suitModele(appris, entete)) {
+        return appris;
+    }
+    for (const Forme& f : formesService()) {
+        if (suitModele(f.modele, entete)) {
+            return f.modele;
+        }
+    }
+    return appris;
+}
+
+bool titreConnu(const QString& titre, const QString& appris)
+{
+    return titre == appris || std::ranges::any_of(formesService(), [&](const Forme& f) { return f.titre == titre; });
+}
+
+// "[nn/nn]" before a part's text, the numbers as wide as the sender needs: "[001/114]"... "[114/114]".
+const QRegularExpression EnteteParties(QStringLiteral("^\\[(\\d{2,5})/(\\d{2,5})\\]"));
 
 } // namespace
 
@@ -100,6 +157,8 @@ ResultatCapture Capture::mCapturerMessage()
     if (auto popup = prochainPopup(p.titreFenetreMessenger)) {
         r.message = traiter(*popup);
     }
+    r.nbNonReconnus = m_nbNonReconnus;
+    r.titreNonReconnu = m_titreNonReconnu;
     return r;
 }
 
@@ -153,6 +212,8 @@ std::optional<Popup> Capture::prochainPopup(const QString& titre)
     }
     // Listed here rather than through oldestWithTitle: held parts and failed removals must be passed over.
     const QStringList noms = QDir(m_spool.folder()).entryList({QStringLiteral("*.popup")}, QDir::Files, QDir::Name);
+    qsizetype nonReconnus = 0;
+    QString titreNonReconnu;
     for (const QString& nom : noms) {
         if (m_ignores.contains(nom)) {
             continue;
@@ -162,11 +223,16 @@ std::optional<Popup> Capture::prochainPopup(const QString& titre)
             continue;
         }
         auto p = PopupSpool::parse(f.readAll());
-        if (p && p->title == titre) {
+        if (p && titreConnu(p->title, titre)) {
             p->id = nom;
             return p;
         }
+        if (p && nonReconnus++ == 0) {
+            titreNonReconnu = p->title;
+        }
     }
+    m_nbNonReconnus = nonReconnus;
+    m_titreNonReconnu = titreNonReconnu;
     m_empreinteSpool = e;
     m_spoolSur = sure(e, avant);
     return std::nullopt;
@@ -200,33 +266,39 @@ std::optional<MessageCapture> Capture::traiter(const Popup& popup)
     }
     // "[nn/nn]", a line break, then the part's text.
     bool complet = true;
-    QString parties = m_parties;
-    if (corps.size() >= 7 && corps[0] == QLatin1Char('[') && corps[3] == QLatin1Char('/')
-        && corps[6] == QLatin1Char(']')) {
-        complet = corps.mid(4, 2) == corps.mid(1, 2);
-        parties += corps.mid(9);
+    bool partie = false;
+    if (const QRegularExpressionMatch m = EnteteParties.match(corps); m.hasMatch()) {
+        partie = true;
+        complet = m.captured(1).toInt() == m.captured(2).toInt();
+        corps = corps.mid(m.capturedLength() + 2);
     }
-    const EnteteAnalysee h = gAnalyserEntete(gParametres().enteteFenetreMessenger, entete);
+    const EnteteAnalysee h = gAnalyserEntete(modelePour(entete), entete);
     const Utilisateur u = gRechercherUtilisateur(h.expediteur, false);
+    const QString qui = h.expediteur.toUpper();
     if (u.ignorer) {
-        m_parties = parties;
+        for (const Popup& tenue : m_parties.take(qui).tenues) {
+            retirer(tenue);
+        }
         retirer(popup);
         return std::nullopt;
     }
     if (!complet) {
         // Kept in the spool until the message is stored: a crash then loses nothing but the buffer, rebuilt
         // from the same parts at the next start.
-        m_parties = parties;
-        m_partiesTenues.append(popup);
+        Parties& attente = m_parties[qui];
+        attente.texte += corps;
+        attente.tenues.append(popup);
         m_ignores.insert(popup.id);
         return std::nullopt;
     }
 
-    const QString message = parties.isEmpty() ? corps : parties;
+    // A whole message from a sender with parts pending is a message of its own; they wait for their last part.
+    const Parties attente = partie ? m_parties.value(qui) : Parties {};
+    const QString message = attente.texte + corps;
     const QString stocke = gEncoderTexte(crypte ? QLatin1String(PrefixeCryptage) + gCrypterMessage(message) : message);
     QStringList ids;
-    for (const Popup& partie : std::as_const(m_partiesTenues)) {
-        ids.append(partie.id);
+    for (const Popup& tenue : attente.tenues) {
+        ids.append(tenue.id);
     }
     ids.append(popup.id);
     QString cle;
@@ -240,8 +312,9 @@ std::optional<MessageCapture> Capture::traiter(const Popup& popup)
             }
             const QLatin1String section(SectionMessageRecu);
             gElaguerHistorique(doc, false, gParametres().nbMessageMaxHistorique);
-            // Two captures within one millisecond must not share a key: the second would replace the first.
-            QDateTime moment = gMaintenant();
+            // The time it arrived, however long it waited. Two messages within one millisecond must not share a
+            // key: the second would replace the first.
+            QDateTime moment = popup.arrived.isValid() ? popup.arrived.toLocalTime() : gMaintenant();
             cle = gCleHistorique(moment);
             while (doc.value(section, cle)) {
                 moment = moment.addMSecs(1);
@@ -268,12 +341,13 @@ std::optional<MessageCapture> Capture::traiter(const Popup& popup)
         return std::nullopt;
     }
 
-    for (const Popup& partie : std::as_const(m_partiesTenues)) {
-        retirer(partie);
+    for (const Popup& tenue : attente.tenues) {
+        retirer(tenue);
     }
     retirer(popup);
-    m_parties.clear();
-    m_partiesTenues.clear();
+    if (partie) {
+        m_parties.remove(qui);
+    }
     if (deja) {
         return std::nullopt;
     }

@@ -2,6 +2,7 @@
 
 #include "messenger/Spool.h"
 
+#include <QHash>
 #include <QList>
 #include <QSet>
 #include <QString>
@@ -41,6 +42,9 @@ struct ResultatCapture
 {
     QList<RappelDeclenche> rappels;
     std::optional<MessageCapture> message;
+    // Pop-ups waiting under a title that no known form matches, so never captured: how many, and one title.
+    qsizetype nbNonReconnus = 0;
+    QString titreNonReconnu;
 };
 
 // The three fields that the header template gives.
@@ -54,7 +58,9 @@ EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete);
 
 // mCapturerMessage over the pop-up spool. A pop-up leaves the spool only once what it led to is durable: the
 // history record and a marker naming the pop-up go in one atomic write of the data file, and a pop-up found
-// marked is only removed. Parts of a long message stay in the spool until the last part is stored.
+// marked is only removed. Parts of a long message stay in the spool until the last part is stored; they are
+// joined per sender, so that the messages of others are stored as themselves meanwhile. Besides the learnt title
+// and template, the service's own forms in each language are recognised, whatever its locale.
 class Capture
 {
 public:
@@ -63,7 +69,8 @@ public:
     // One timer tick: due reminders, then at most one pop-up. Store errors are reported and the pop-up stays.
     ResultatCapture mCapturerMessage();
 
-    const QString& partiesEnAttente() const { return m_parties; }
+    // Senders whose last part has not come yet.
+    qsizetype nbExpediteursEnAttente() const { return m_parties.size(); }
 
 private:
     // What a stat says of a file, to skip reading what did not change.
@@ -84,10 +91,16 @@ private:
     std::optional<MessageCapture> traiter(const Popup& popup);
     void retirer(const Popup& popup);
 
+    // Pending parts of one sender.
+    struct Parties
+    {
+        QString texte;
+        QList<Popup> tenues; // still in the spool
+    };
+
     PopupSpool m_spool;
-    QString m_parties;            // pending parts buffer
-    QList<Popup> m_partiesTenues; // parts in the buffer, still in the spool
-    QSet<QString> m_ignores;      // ids not to look at again in this session
+    QHash<QString, Parties> m_parties; // by upper-case sender
+    QSet<QString> m_ignores;           // ids not to look at again in this session
 
     QString m_cheminRappels;
     Empreinte m_empreinteRappels;
@@ -96,7 +109,9 @@ private:
 
     QString m_titreVu;
     Empreinte m_empreinteSpool;
-    bool m_spoolSur = false;  // the last scan found nothing and the folder has not changed since
+    bool m_spoolSur = false; // the last scan found nothing and the folder has not changed since
+    qsizetype m_nbNonReconnus = 0;
+    QString m_titreNonReconnu;
     qint64 m_pauseJusqua = 0; // after a store error, retry no earlier (ms since epoch)
 };
 

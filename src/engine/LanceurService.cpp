@@ -8,12 +8,31 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTimer>
 
+#include <cstdio>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+#include <utility>
 
 namespace pv {
+
+namespace {
+
+// pilvanor-messenger's status when another service already holds the spool: nothing is missing then.
+constexpr int StatutSpoolOccupe = 3;
+constexpr qint64 AttenteMaxMs = 5 * 60 * 1000;
+
+} // namespace
+
+LanceurService::LanceurService(QObject* parent, int intervalleVerificationMs)
+    : QObject(parent)
+    , m_surveillance(new QTimer(this))
+{
+    m_surveillance->setInterval(intervalleVerificationMs);
+    connect(m_surveillance, &QTimer::timeout, this, &LanceurService::verifier);
+}
 
 bool LanceurService::serviceActif(const QString& spool)
 {
@@ -39,36 +58,76 @@ void LanceurService::demarrer()
     if (qEnvironmentVariable("PILVANOR_MESSENGER") == QLatin1String("off")) {
         return;
     }
-    const QString spool = PopupSpool::defaultFolder();
-    if (spool.isEmpty() || serviceActif(spool)) {
+    m_spool = PopupSpool::defaultFolder();
+    if (m_spool.isEmpty()) {
         return;
     }
+    m_surveillance->start();
+    verifier();
+}
+
+void LanceurService::verifier()
+{
+    if (m_lancement) {
+        return;
+    }
+    if (serviceActif(m_spool)) {
+        m_vuActif = true;
+        m_echecs = 0;
+        m_raisonDite.clear();
+        return;
+    }
+    if (std::exchange(m_vuActif, false)) {
+        std::fprintf(stderr, "pilvanor: the message service has ended; starting it again\n");
+    }
+    if (m_echecs > 0 && !m_prochainEssai.hasExpired()) {
+        return;
+    }
+    lancer();
+}
+
+void LanceurService::lancer()
+{
     const QString programme = programmeService();
     if (programme.isEmpty()) {
-        Q_EMIT receptionImpossible(QStringLiteral("pilvanor-messenger is not installed"));
+        echec(QStringLiteral("pilvanor-messenger is not installed"));
         return;
     }
+    m_lancement = true;
     // The service detaches once its sockets are bound, so its exit status says whether it could.
     auto* process = new QProcess(this);
     process->setProcessChannelMode(QProcess::SeparateChannels);
     process->setStandardOutputFile(QProcess::nullDevice());
     connect(process, &QProcess::finished, this, [this, process](int code, QProcess::ExitStatus status) {
-        if (status != QProcess::NormalExit || code != 0) {
+        m_lancement = false;
+        if (status != QProcess::NormalExit || (code != 0 && code != StatutSpoolOccupe)) {
             QString raison = QString::fromLocal8Bit(process->readAllStandardError()).trimmed();
             if (raison.isEmpty()) {
                 raison = QStringLiteral("pilvanor-messenger ended with status %1").arg(code);
             }
-            Q_EMIT receptionImpossible(raison.section(QLatin1Char('\n'), 0, 0));
+            echec(raison.section(QLatin1Char('\n'), 0, 0));
         }
         process->deleteLater();
     });
     connect(process, &QProcess::errorOccurred, this, [this, process](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) {
-            Q_EMIT receptionImpossible(process->errorString());
+            m_lancement = false;
+            echec(process->errorString());
             process->deleteLater();
         }
     });
-    process->start(programme, {QStringLiteral("--spool"), spool});
+    process->start(programme, {QStringLiteral("--spool"), m_spool});
+}
+
+void LanceurService::echec(const QString& raison)
+{
+    // A port that stays taken must not cost a process every few seconds.
+    ++m_echecs;
+    m_prochainEssai.setRemainingTime(qMin(AttenteMaxMs, qint64(m_surveillance->interval()) << qMin(m_echecs, 20)));
+    if (raison != m_raisonDite) {
+        m_raisonDite = raison;
+        Q_EMIT receptionImpossible(raison);
+    }
 }
 
 } // namespace pv

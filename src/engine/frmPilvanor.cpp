@@ -814,6 +814,15 @@ void frmPilvanor::mCapturerMessage()
         gJouerFichierSon();
         afficherRappel(rappel);
     }
+    if (r.nbNonReconnus != m_nbNonReconnusDits) {
+        // Never captured, so never shown: the user must hear of them and of what brings them in.
+        m_nbNonReconnusDits = r.nbNonReconnus;
+        if (r.nbNonReconnus > 0) {
+            staBarreStatut->showMessage(gMessageTexte(gParametres().fichierLangue,
+                                                      QStringLiteral("MessagesTitreInconnu"),
+                                                      {QString::number(r.nbNonReconnus), r.titreNonReconnu}));
+        }
+    }
     if (r.message) {
         rechargerHistoriques(TypeFenetre::HistoriqueRecu);
         // Once the message is stored, before it shows.

@@ -173,6 +173,7 @@ private:
     bool m_decharge = false;
 
     std::unique_ptr<Capture> m_capture;
+    qsizetype m_nbNonReconnusDits = 0; // pop-ups under an unknown title, as last said in the status bar
     int m_nbNouveauxMessages = 0;
     QList<QPointer<frmMessage>> m_fenetresNouveauxMessages;
     QPointer<frmMessage> m_fenetreUnique;  // display mode 1

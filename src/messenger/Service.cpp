@@ -36,10 +36,6 @@ using namespace codec;
 
 namespace {
 
-// protocol.md §8. The French title is the likeliest one; neither trailing blank was checked on Windows.
-const QString TitleEnglish = QStringLiteral("Messenger Service ");
-const QString TitleFrench = QStringLiteral("Service Affichage des messages ");
-
 constexpr uint32_t kNameTtl = 3 * 24 * 3600; // what nmbd gives
 constexpr int kEventsPerWait = 64;
 constexpr int kFramesPerTurn = 16;    // so that one busy peer cannot starve the others
@@ -108,6 +104,15 @@ PopupLanguage popupLanguageFromEnvironment()
     return PopupLanguage::English;
 }
 
+PopupWording popupWording(PopupLanguage language)
+{
+    // The French title is the likeliest one; neither trailing blank could be checked against Windows.
+    if (language == PopupLanguage::French) {
+        return {QStringLiteral("Service Affichage des messages "), QStringLiteral("Message de %1 \u00e0 %2 le %3")};
+    }
+    return {QStringLiteral("Messenger Service "), QStringLiteral("Message from %1 to %2 on %3")};
+}
+
 QString withCrLfLineBreaks(const QString& text)
 {
     QString out;
@@ -142,12 +147,10 @@ Popup makePopup(std::string_view from,
     p.to = decodeOemText(to, codePage);
     p.peer = peer;
     p.arrived = arrived;
-    const bool french = language == PopupLanguage::French;
-    p.title = french ? TitleFrench : TitleEnglish;
-    const QString header
-        = french ? QStringLiteral("Message de %1 \u00e0 %2 le %3") : QStringLiteral("Message from %1 to %2 on %3");
+    const PopupWording wording = popupWording(language);
+    p.title = wording.title;
     // One arg() call: a "%2" in a sender's name stays as it is.
-    p.text = header.arg(p.from, p.to, arrived.toString(QStringLiteral("dd/MM/yyyy HH:mm:ss")))
+    p.text = wording.header.arg(p.from, p.to, arrived.toString(QStringLiteral("dd/MM/yyyy HH:mm:ss")))
              + QLatin1String("\r\n\r\n") + withCrLfLineBreaks(decodeOemText(text, codePage));
     return p;
 }

@@ -18,6 +18,15 @@ enum class PopupLanguage { English, French };
 // French when the locale that messages are shown in (LC_ALL, else LC_MESSAGES, else LANG) is French.
 PopupLanguage popupLanguageFromEnvironment();
 
+// What the service writes in each language: the pop-up's title, and its header line with %1 the sender, %2 the
+// recipient and %3 the date and time. Readers of the spool recognise pop-ups by these too.
+struct PopupWording
+{
+    QString title;
+    QString header;
+};
+PopupWording popupWording(PopupLanguage language);
+
 // Every line-break form a sender may use (CR LF, LF CR, CR, LF, 0x14) as one CR LF.
 QString withCrLfLineBreaks(const QString& text);
 

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # The real program receiving on a private LAN, under Xvfb with openbox and a system tray (trayer): messages from
 # Samba's smbclient -M and from pilvanor-send reach the service that pilvanor started, go into the received
-# history, and show in a window per message, in one window for all, or as a balloon of the tray icon.
+# history, and show in a window per message, in one window for all, or as a balloon of the tray icon. The service
+# first runs in French, pilvanor in English; killed, the service is started again by pilvanor.
 source "$(dirname "$0")/lib.sh"
 use_lan
 need smbclient trayer import convert xwininfo
 send_bin=$(pv_bin pilvanor-send)
-pv_bin pilvanor-messenger >/dev/null
+messenger_bin=$(pv_bin pilvanor-messenger)
 start_x
 # Without a session bus Qt docks its icon in the X tray, which trayer holds.
 unset DBUS_SESSION_BUS_ADDRESS
@@ -30,6 +31,18 @@ mkdir -p "$HOME/.local/state/pilvanor/popups"
 echo BOB >"$HOME/.local/state/pilvanor/popups/names"
 mkdir -p "$(dirname "$CONF")"
 printf '[General]\nAffichageMessage=0\n' >"$CONF"
+# Its pop-ups carry the French title and header; the program's settings are the English defaults.
+start_in h1 messenger env LC_ALL=fr_FR.UTF-8 "$messenger_bin"
+wait_port h1 139
+
+# service_pid [BUT]: the service in h1, other than BUT (it detaches from whoever started it).
+service_pid() {
+    local pid
+    for pid in $(ip netns pids "$NS_h1"); do
+        [ "$pid" != "${1:-}" ] && [ "$(cat "/proc/$pid/comm" 2>/dev/null)" = pilvanor-messen ] && { echo "$pid"; return 0; }
+    done
+    return 1
+}
 
 # The main window, not the tray icon that bears the same name.
 main_window() {
@@ -200,5 +213,18 @@ read -r ix iy _ < <(geometry "$ICON_ID")
 xdotool mousemove --sync $((ix + 18)) $((iy + 18)) click --repeat 2 --delay 80 1
 wait_windows 'New message' 1
 wait_icon "$red" 0
+
+# Killed, the service comes back within seconds, and a message sent afterwards arrives.
+old_service=$(service_pid) || fail "no message service runs in h1"
+kill -KILL "$old_service"
+for _ in $(seq 1 100); do
+    service_pid "$old_service" >/dev/null && break
+    sleep 0.1
+done
+service_pid "$old_service" >/dev/null || fail "pilvanor did not start the message service again"
+wait_port h1 139
+from_pilvanor_send 'After the restart'
+wait_incoming 6
+[ "$(pv_history Incoming | sed -n 6p)" = 'carol|After the restart' ] || fail "received history: $(pv_history Incoming)"
 quit_pilvanor
 echo "PASS receive end to end"

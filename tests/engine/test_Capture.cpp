@@ -5,8 +5,10 @@
 #include "common/Language.h"
 #include "common/Scrambling.h"
 #include "engine/Capture.h"
+#include "engine/Envoi.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
+#include "messenger/Service.h"
 
 #include <QTemporaryDir>
 
@@ -19,6 +21,8 @@ namespace {
 const QString TitreFr = QStringLiteral("Service Affichage des messages ");
 const QString ModeleFr = QString::fromUtf8("Message de #EXPEDITEUR# à #DESTINATAIRE# le #DATE#");
 const QDateTime Horloge(QDate(2026, 11, 21), QTime(10, 0, 5, 250));
+// Long before the capture: a message that waited in the spool keeps the time it came.
+const QDateTime Arrivee(QDate(2026, 11, 20), QTime(19, 5, 0, 125));
 
 QString popupTexte(const QString& entete, const QString& corps)
 {
@@ -53,9 +57,12 @@ protected:
         gDefinirFichierParametres({});
     }
 
-    void ecrire(const QString& de, const QString& texte, const QString& titre = gParametres().titreFenetreMessenger)
+    void ecrire(const QString& de,
+                const QString& texte,
+                const QString& titre = gParametres().titreFenetreMessenger,
+                const QDateTime& arrivee = Arrivee)
     {
-        ASSERT_TRUE(m_spool.write(Popup {titre, texte, de, "BOB", "10.0.0.7", Horloge, {}}));
+        ASSERT_TRUE(m_spool.write(Popup {titre, texte, de, "BOB", "10.0.0.7", arrivee, {}}));
     }
 
     QStringList historique() const
@@ -99,29 +106,51 @@ TEST_F(CaptureTest, StoresOneMessagePerTick)
 {
     struct Cas
     {
-        bool fr, crypte;
-        QString entete, corps, expediteur, description, stocke;
+        bool apprisFr;         // the title and template learnt are the French ones
+        PopupLanguage service; // the language the service writes in
+        bool crypte;
+        QDateTime arrivee;
+        QString entete, corps, expediteur, description, stocke, cle;
     };
     const QString En = QStringLiteral("Message from ALICE to BOB on 21/11/2026 10:00:01");
     const QString Fr = QString::fromUtf8("Message de PC9 à BOB le 21/11/2026 10:00:01");
     const QString Secret = QStringLiteral("Secret 42\r\nok");
+    const QString CleArrivee = QStringLiteral("20261120190500125");
+    const PopupLanguage Anglais = PopupLanguage::English, Francais = PopupLanguage::French;
     const Cas cas[] = {
-        {false, false, En, "Hello\r\nBob", "ALICE", "Alice [desk]", QString::fromUtf8("ALICE|Hello¶Bob")},
-        {true, false, Fr, "Salut", "PC9", "PC9", "PC9|Salut"},
-        {false, true, En, Secret, "ALICE", "Alice [desk]", "ALICE|" + gEncoderTexte(gTexteCrypte(Secret))},
+        {false, Anglais, false, Arrivee, En, "Hello\r\nBob", "ALICE", "Alice [desk]", "ALICE|Hello¶Bob", CleArrivee},
+        {true, Francais, false, Arrivee, Fr, "Salut", "PC9", "PC9", "PC9|Salut", CleArrivee},
+        // Learnt in one language, the service in the other: its own forms are known.
+        {false, Francais, false, Arrivee, Fr, "Salut", "PC9", "PC9", "PC9|Salut", CleArrivee},
+        {true, Anglais, false, Arrivee, En, "Hi", "ALICE", "Alice [desk]", "ALICE|Hi", CleArrivee},
+        {false,
+         Anglais,
+         true,
+         Arrivee,
+         En,
+         Secret,
+         "ALICE",
+         "Alice [desk]",
+         "ALICE|" + gEncoderTexte(gTexteCrypte(Secret)),
+         CleArrivee},
+        // A pop-up that does not say when it came takes the capture's time.
+        {false, Anglais, false, {}, En, "Hi", "ALICE", "Alice [desk]", "ALICE|Hi", "20261121100005250"},
     };
     for (const Cas& c : cas) {
         IniFile(gFichierDonnees()).removeSection(QLatin1String(SectionMessageRecu));
-        gParametres().titreFenetreMessenger = c.fr ? TitreFr : Parametres {}.titreFenetreMessenger;
-        gParametres().enteteFenetreMessenger = c.fr ? ModeleFr : Parametres {}.enteteFenetreMessenger;
-        ecrire(c.expediteur, popupTexte(c.entete, c.crypte ? gTexteCrypte(c.corps) : c.corps));
+        gParametres().titreFenetreMessenger = c.apprisFr ? TitreFr : Parametres {}.titreFenetreMessenger;
+        gParametres().enteteFenetreMessenger = c.apprisFr ? ModeleFr : Parametres {}.enteteFenetreMessenger;
+        ecrire(c.expediteur,
+               popupTexte(c.entete, c.crypte ? gTexteCrypte(c.corps) : c.corps),
+               popupWording(c.service).title,
+               c.arrivee);
         const ResultatCapture r = Capture(m_spool.folder()).mCapturerMessage();
-        ASSERT_TRUE(r.message);
+        ASSERT_TRUE(r.message) << c.entete.toStdString();
         const MessageCapture& m = *r.message;
         EXPECT_EQ(QStringList({m.expediteur, m.description, m.texte, m.adresse, m.cleHistorique}),
-                  QStringList({c.expediteur, c.description, c.corps, "10.0.0.7", "20261121100005250"}));
+                  QStringList({c.expediteur, c.description, c.corps, "10.0.0.7", c.cle}));
         EXPECT_EQ(m.crypte, c.crypte);
-        EXPECT_EQ(historique(), QStringList {"20261121100005250=" + c.stocke});
+        EXPECT_EQ(historique(), QStringList {c.cle + "=" + c.stocke});
         EXPECT_EQ(m_spool.count(), 0);
     }
     EXPECT_TRUE(m_boites.isEmpty()) << m_boites.join('\n').toStdString();
@@ -141,10 +170,12 @@ TEST_F(CaptureTest, TakesTwoPopupsOnTwoTicksDropsIgnoredSendersAndLeavesOtherTit
         }
     }
     EXPECT_EQ(pris, (QStringList {"first", "second"}));
-    // The same clock for both: the second key moves on by a millisecond rather than replace the first.
-    EXPECT_EQ(historique(), (QStringList {"20261121100005250=ALICE|first", "20261121100005251=PC9|second"}));
+    // The same arrival for both: the second key moves on by a millisecond rather than replace the first.
+    EXPECT_EQ(historique(), (QStringList {"20261120190500125=ALICE|first", "20261120190500126=PC9|second"}));
     ASSERT_EQ(m_spool.count(), 1) << "the ignored pop-up is removed unstored";
     EXPECT_EQ(m_spool.all().first().title, "Messenger Service");
+    const ResultatCapture r = capture.mCapturerMessage();
+    EXPECT_EQ(std::pair(r.nbNonReconnus, r.titreNonReconnu), std::pair(qsizetype(1), QString("Messenger Service")));
 }
 
 TEST_F(CaptureTest, JoinsPartsAndStoresThemOnceWhenTheLastArrives)
@@ -172,10 +203,57 @@ TEST_F(CaptureTest, JoinsPartsAndStoresThemOnceWhenTheLastArrives)
         const QString joint = QStringLiteral("part 1;part 2;part 3;");
         EXPECT_EQ(r.message->texte, joint);
         EXPECT_EQ(r.message->crypte, crypte);
-        EXPECT_EQ(historique(), QStringList {"20261121100005250=ALICE|" + (crypte ? gTexteCrypte(joint) : joint)});
+        EXPECT_EQ(historique(), QStringList {"20261120190500125=ALICE|" + (crypte ? gTexteCrypte(joint) : joint)});
         EXPECT_EQ(m_spool.count(), 0);
-        EXPECT_TRUE(capture->partiesEnAttente().isEmpty());
+        EXPECT_EQ(capture->nbExpediteursEnAttente(), 0);
     }
+}
+
+TEST_F(CaptureTest, JoinsPartsPerSenderAsTheSenderNumbersThem)
+{
+    // LUC's text goes through the real sender, in more than 99 parts; MAX writes between LUC's parts.
+    QStringList luc;
+    EnvoiMessage envoi([&](const QString&, const QString&, const QString& t) { return luc.append(t), 0; },
+                       [](const QString&, QString*, int) { return true; });
+    QString long_;
+    for (int i = 0; long_.size() < 100'000; ++i) {
+        long_ += QString::number(i) + QLatin1Char(' ');
+    }
+    ASSERT_TRUE(envoi.envoyerMaintenant({long_, {DestinataireChoisi::Liste::Utilisateurs, -1, "BOB"}, false}));
+    ASSERT_GT(luc.size(), 99);
+    const QString De = QStringLiteral("Message from %1 to BOB on d");
+    const QStringList max = {"Hello from Max", "[01/02]\r\nHalf ", "[02/02]\r\nand half"};
+    QList<Popup> popups; // in one sync pass
+    for (qsizetype i = 0; i < luc.size(); ++i) {
+        popups.append({Parametres {}.titreFenetreMessenger,
+                       popupTexte(De.arg("LUC"), luc[i]),
+                       "LUC",
+                       "BOB",
+                       "10.0.0.7",
+                       Arrivee,
+                       {}});
+        if (i < max.size()) {
+            popups.append({Parametres {}.titreFenetreMessenger,
+                           popupTexte(De.arg("MAX"), max[i]),
+                           "MAX",
+                           "BOB",
+                           "10.0.0.8",
+                           Arrivee,
+                           {}});
+        }
+    }
+    ASSERT_TRUE(std::ranges::all_of(m_spool.write(popups), std::identity()));
+    Capture capture(m_spool.folder());
+    for (int tick = 0; m_spool.count() > 0 && tick < 2 * luc.size(); ++tick) {
+        capture.mCapturerMessage();
+    }
+    QStringList stocke;
+    for (const QString& ligne : historique()) {
+        stocke.append(ligne.section('=', 1));
+    }
+    EXPECT_EQ(stocke, (QStringList {"MAX|Hello from Max", "MAX|Half and half", "LUC|" + long_}));
+    EXPECT_EQ(m_spool.count(), 0);
+    EXPECT_EQ(capture.nbExpediteursEnAttente(), 0);
 }
 
 TEST_F(CaptureTest, OnlyRemovesAPopupStoredBeforeACrash)

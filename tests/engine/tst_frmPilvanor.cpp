@@ -51,10 +51,10 @@ class tst_frmPilvanor : public QObject
         return out;
     }
 
-    static bool spool(const QString& text)
+    static bool spool(const QString& text, const QString& title = "Messenger Service ")
     {
         Popup p;
-        p.title = "Messenger Service ";
+        p.title = title;
         p.text = text;
         return PopupSpool(PopupSpool::defaultFolder()).write(p);
     }
@@ -141,6 +141,18 @@ private Q_SLOTS:
             QCOMPARE(shown[0]->txtMessage->toPlainText(), "new");
             qDeleteAll(test::visibleWindows<frmMessage>());
         }
+    }
+
+    void popupsUnderAnUnknownTitleAreSaid()
+    {
+        frmPilvanor w;
+        w.charger();
+        w.tmrCaptureMessage->stop();
+        QVERIFY(spool("Nachricht von PC2 an BOB am 21.11.2026\r\n\r\nHallo", "Nachrichtendienst "));
+        w.mCapturerMessage();
+        const QString said = w.staBarreStatut->currentMessage();
+        QVERIFY2(said.startsWith("1 ") && said.contains("\"Nachrichtendienst \""), qPrintable(said));
+        QVERIFY(gLireHistorique(false).isEmpty());
     }
 
     void predefinedMessageReplacesOrAppends()
