@@ -373,6 +373,7 @@ void frmPilvanor::charger()
     m_charge = true;
     gChargerParametres();
     Parametres& p = gParametres();
+    gChargerTraductionsQt(p.fichierLangue);
     tmrCaptureMessage->setInterval(qMax(1, p.intervalleCaptureMessage));
     tmrCaptureMessage->start();
     if (const auto touches = parseHotKeyText(p.touchesAccesRapide)) {
@@ -931,7 +932,7 @@ void frmPilvanor::ouvrirPreferences()
         devant(m_preferences);
         return;
     }
-    frmPreference fenetre(tmrCaptureMessage, this);
+    frmPreference fenetre(tmrCaptureMessage, m_hotKey, this);
     m_preferences = &fenetre;
     const bool enregistre = fenetre.exec() == QDialog::Accepted;
     m_preferences = nullptr;
@@ -960,6 +961,7 @@ void frmPilvanor::appliquerParametres()
     gAppliquerPolice(txtMessage);
     const bool changeLangue = p.fichierLangue != ancienneLangue;
     if (changeLangue) {
+        gChargerTraductionsQt(p.fichierLangue);
         gAfficherLibelle(p.fichierLangue, this);
         destinataireModifie(); // the quick group's caption
     }

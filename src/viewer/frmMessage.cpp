@@ -107,7 +107,12 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
         = gCreerControle<QPushButton>(fraRechercherTexte, "cmdAnnulerRechercheTexte", QStringLiteral("Annuler"));
     optDepartRecherche[0]->setChecked(true);
     fraRechercherTexte->hide();
-    connect(cmdRechercher, &QPushButton::clicked, fraRechercherTexte, &QWidget::show);
+    connect(cmdRechercher, &QPushButton::clicked, this, [this] {
+        fraRechercherTexte->show();
+        txtTexteRecherche->setFocus();
+    });
+    // Another text is a new search, from where the start option says.
+    connect(txtTexteRecherche, &QLineEdit::textEdited, this, &frmMessage::mRecommencerRecherche);
     connect(cmdAnnulerRechercheTexte, &QPushButton::clicked, fraRechercherTexte, &QWidget::hide);
     connect(cmdRechercherTexte, &QPushButton::clicked, this, &frmMessage::cmdRechercherTexte_Click);
     for (int i = 0; i < 2; ++i) {
@@ -344,6 +349,11 @@ void frmMessage::cmdRepondre_Click()
     }
 }
 
+void frmMessage::mRecommencerRecherche()
+{
+    optDepartRecherche_Click(optDepartRecherche[1]->isChecked() ? 1 : 0);
+}
+
 void frmMessage::optDepartRecherche_Click(int index)
 {
     mintIndexMessageRecherche = index == 1 ? int(mHistorique.size()) - 1
@@ -359,9 +369,10 @@ void frmMessage::cmdRechercherTexte_Click()
         = unSeul ? gRechercherTexte({EntreeHistorique {{}, {}, mstrMessage}}, texte, 0, mintPosTexteRecherche)
                  : gRechercherTexte(mHistorique, texte, mintIndexMessageRecherche, mintPosTexteRecherche);
     if (!trouve) {
+        // The next press starts over rather than finding nothing forever.
         mintPosTexteRecherche = 1;
         if (!unSeul) {
-            mintIndexMessageRecherche = -1;
+            mRecommencerRecherche();
         }
         gMessageBox(gParametres().fichierLangue, QStringLiteral("FinRechercheTexte"), MsgStyle::Information);
         return;
