@@ -93,6 +93,10 @@ frmPilvanor::frmPilvanor(QWidget* parent)
     construireControles();
     staBarreStatut = nomme(new QStatusBar(this), "staBarreStatut");
     setStatusBar(staBarreStatut);
+    // A long message (why this computer cannot receive, a failed send) is cut at the window's edge: the whole
+    // text is its tool tip, and a click shows it in a box.
+    connect(staBarreStatut, &QStatusBar::messageChanged, staBarreStatut, &QWidget::setToolTip);
+    staBarreStatut->installEventFilter(this);
     // Beside the send outcome, which the status bar's own message shows.
     lblGroupeRapide = nomme(new QLabel(staBarreStatut), "lblGroupeRapide");
     lblGroupeRapide->setProperty("sansLibelle", true);
@@ -473,6 +477,11 @@ void frmPilvanor::remplirDestinataires()
 
 bool frmPilvanor::eventFilter(QObject* objet, QEvent* event)
 {
+    if (objet == staBarreStatut && event->type() == QEvent::MouseButtonRelease
+        && !staBarreStatut->currentMessage().isEmpty()) {
+        showMessageBox(staBarreStatut->currentMessage(), MsgStyle::Information);
+        return true;
+    }
     if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) {
         return QMainWindow::eventFilter(objet, event);
     }

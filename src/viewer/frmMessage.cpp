@@ -139,14 +139,16 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     recherche->addWidget(optDepartRecherche[1], 1, 1);
     recherche->addWidget(cmdRechercherTexte, 0, 2);
     recherche->addWidget(cmdAnnulerRechercheTexte, 1, 2);
-    auto* repetition = new QHBoxLayout;
-    repetition->addWidget(chkRepeterRappel);
-    repetition->addWidget(spnDureeRepetitionRappel);
-    repetition->addWidget(cboTempsRepetitionRappel);
-    repetition->addStretch();
+    // Above the buttons: the reply's option, or a reminder's repetition (a window never shows both), so that
+    // the row of buttons keeps room for their captions in every language.
+    auto* options = new QHBoxLayout;
+    options->addWidget(chkAjouterMessageReponse);
+    options->addWidget(chkRepeterRappel);
+    options->addWidget(spnDureeRepetitionRappel);
+    options->addWidget(cboTempsRepetitionRappel);
+    options->addStretch();
     auto* boutons = new QHBoxLayout;
     for (QWidget* w : {static_cast<QWidget*>(cmdRepondre),
-                       static_cast<QWidget*>(chkAjouterMessageReponse),
                        static_cast<QWidget*>(cmdRechercher),
                        static_cast<QWidget*>(cmdImprimer),
                        static_cast<QWidget*>(cmdSupprimer)}) {
@@ -159,10 +161,10 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     layout->addWidget(fraExpediteur);
     layout->addWidget(fraMessage, 1);
     layout->addWidget(fraRechercherTexte);
-    layout->addLayout(repetition);
+    layout->addLayout(options);
     layout->addLayout(boutons);
 
-    setMinimumSize(360, 240);
+    // No smaller than the layout needs: the captions of the language file decide.
     resize(600, 380);
     gAfficherLibelle(gParametres().fichierLangue, this);
     connect(cboUtilisateur, &QComboBox::currentIndexChanged, this, &frmMessage::mChoisirLigne);

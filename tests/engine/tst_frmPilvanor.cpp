@@ -3,6 +3,7 @@
 #include "common/IniFile.h"
 #include "common/Son.h"
 #include "engine/Envoi.h"
+#include "engine/LanceurService.h"
 #include "engine/frmEnvoiMessageGroupe.h"
 #include "engine/frmPilvanor.h"
 #include "messenger/Spool.h"
@@ -335,6 +336,18 @@ private Q_SLOTS:
         QVERIFY(m_fixture.boxes[0].first.contains(m_fixture.path("readme.txt")));
         QCOMPARE(m_fixture.opened,
                  QList<QUrl>({QUrl::fromLocalFile(m_fixture.path("here.txt")), QUrl("http://www.example.org")}));
+    }
+
+    void wholeReasonForNotReceivingShows()
+    {
+        frmPilvanor w;
+        w.charger();
+        const QString raison = "TCP port 139: Permission denied; " + QString(300, 'x');
+        Q_EMIT w.findChild<LanceurService*>()->receptionImpossible(raison);
+        const QString texte = "This computer cannot receive messages: " + raison;
+        QCOMPARE(w.staBarreStatut->toolTip(), texte);
+        QTest::mouseClick(w.staBarreStatut, Qt::LeftButton);
+        QCOMPARE(m_fixture.takeBoxes(), QList({qMakePair(texte, int(MsgStyle::Information))}));
     }
 
     void qtOwnTextsFollowTheLanguage()

@@ -151,9 +151,43 @@ private Q_SLOTS:
             f->mstrMessage = "m";
             QVERIFY(f->mCharger());
             f->show();
-            QVERIFY2(ecran.contains(f->frameGeometry()), qPrintable(QString("%1 %2,%3 %4x%5").arg(i).arg(f->frameGeometry().x()).arg(f->frameGeometry().y()).arg(f->frameGeometry().width()).arg(f->frameGeometry().height())));
+            QVERIFY2(ecran.contains(f->frameGeometry()),
+                     qPrintable(QString("%1 %2,%3 %4x%5")
+                                    .arg(i)
+                                    .arg(f->frameGeometry().x())
+                                    .arg(f->frameGeometry().y())
+                                    .arg(f->frameGeometry().width())
+                                    .arg(f->frameGeometry().height())));
             QVERIFY(!coins.contains(f->pos()));
             coins.append(f->pos());
+        }
+    }
+
+    void textsFitAtTheDefaultSize()
+    {
+        store(SectionMessageRecu, "20040101000000000", "PC1|m");
+        store(SectionMessageEnvoye, "20040101000000000", "PC1|m");
+        for (const char* langue : {"ENG", "FRA"}) {
+            gParametres().fichierLangue = test::langFile(langue);
+            for (auto type :
+                 {TypeFenetre::NouveauMessage, TypeFenetre::HistoriqueRecu, TypeFenetre::HistoriqueEnvoye}) {
+                frmMessage w(type);
+                QVERIFY(w.mCharger());
+                w.show();
+                w.cmdRechercher->click();
+                QVERIFY(QTest::qWaitForWindowExposed(&w));
+                for (QWidget* c : w.findChildren<QWidget*>()) {
+                    if (c->isVisible() && (qobject_cast<QAbstractButton*>(c) || qobject_cast<QLabel*>(c))) {
+                        QVERIFY2(c->width() >= c->sizeHint().width(),
+                                 qPrintable(QString("%1 %2 %3: %4 < %5")
+                                                .arg(langue)
+                                                .arg(int(type))
+                                                .arg(c->objectName())
+                                                .arg(c->width())
+                                                .arg(c->sizeHint().width())));
+                    }
+                }
+            }
         }
     }
 
