@@ -42,4 +42,27 @@ position=$(setting PositionTailleFenetrePrincipale)
 # SIGTERM ends it like the Quit menu; a minimised window does not overwrite the kept position.
 quit_pilvanor
 [ "$(setting PositionTailleFenetrePrincipale)" = "$position" ] || fail "a minimised window overwrote the position"
+
+# Settings that cannot be written at shut-down are reported on stderr, not in a box that would keep the program
+# alive after SIGTERM; a box already open when SIGTERM comes goes with the program.
+break_settings() { rm -rf "$HOME/.config/Pilvanor" && mkdir -p "$HOME/.config" && touch "$HOME/.config/Pilvanor"; }
+start_pilvanor
+wait_window Pilvanor >/dev/null || fail "the main window did not come back"
+break_settings
+kill -TERM "$PILVANOR_PID"
+wait_exit "$PILVANOR_PID" || fail "a write error at shut-down kept the program alive after SIGTERM"
+grep -q "Impossible d'écrire $HOME/.config/Pilvanor/Pilvanor.conf" "$WORK/pilvanor.log" ||
+    fail "the write error was not reported: $(cat "$WORK/pilvanor.log")"
+new_home shutdown
+start_pilvanor
+id=$(wait_window Pilvanor) || fail "the main window did not appear for a new user"
+break_settings
+xdotool windowactivate --sync "$id" key alt+F4
+for _ in $(seq 50); do
+    [ "$(xdotool search --onlyvisible --name '^Pilvanor$' | wc -l)" -ge 2 ] && break
+    sleep 0.1
+done
+[ "$(xdotool search --onlyvisible --name '^Pilvanor$' | wc -l)" -ge 2 ] || fail "no box said the settings are unwritable"
+kill -TERM "$PILVANOR_PID"
+wait_exit "$PILVANOR_PID" || fail "an open box kept the program alive after SIGTERM"
 echo "PASS desktop"
