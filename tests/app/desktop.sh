@@ -16,6 +16,23 @@ wait_state "$id" Iconic || fail "the window did not minimise"
 xdotool key ctrl+alt+m
 wait_state "$id" Normal || fail "Ctrl+Alt+M did not bring the window back"
 
+# Typed in the preferences' hot-key box, the registered chord is read, not taken by the grab; OK keeps it working.
+xdotool key alt+f
+sleep 0.3
+xdotool key p
+prefs_id=$(wait_window Preferences) || fail "the preferences did not open"
+xdotool windowactivate --sync "$prefs_id" key alt+h
+sleep 0.3
+xdotool key ctrl+alt+m
+sleep 0.3
+xdotool key Tab Tab Return # past the Font... button
+wait_gone Preferences || fail "OK did not close the preferences"
+[ "$(setting TouchesAccesRapide)" = 3,77 ] || fail "hot key saved as '$(setting TouchesAccesRapide)'"
+xdotool windowminimize "$id"
+wait_state "$id" Iconic || fail "the window did not minimise"
+xdotool key ctrl+alt+m
+wait_state "$id" Normal || fail "Ctrl+Alt+M did not bring the window back after the preferences"
+
 # Moved, then closed by the close box: the position is kept.
 xdotool windowmove "$id" 40 60
 xdotool windowsize "$id" 600 500
@@ -27,7 +44,7 @@ position=$(setting PositionTailleFenetrePrincipale)
 [ "$(setting EncrypterMessage)" = 0 ] || fail "check boxes not saved"
 
 # Restored where it was at the next start; the close box minimises when asked to.
-printf 'MinimiserBoutonX=1\nLangue=FRA\n' >>"$CONF"
+sed -i -e '/^MinimiserBoutonX=/d' -e '/^Langue=/d' -e 's/^\[General\]$/&\nMinimiserBoutonX=1\nLangue=FRA/' "$CONF"
 start_pilvanor
 id=$(wait_window Pilvanor) || fail "the main window did not reappear"
 sleep 0.5
