@@ -7,6 +7,8 @@
 #include <QStyle>
 #include <QWidget>
 
+#include <algorithm>
+
 namespace pv {
 
 namespace {
@@ -38,8 +40,12 @@ void decaler(QWidget* fenetre, const QRect& zone)
         }
     }
     const int pas = qMax(16, fenetre->style()->pixelMetric(QStyle::PM_TitleBarHeight));
+    // The window manager may have nudged the others by a few pixels.
+    const auto prise = [&prises, pas](const QPoint& p) {
+        return std::ranges::any_of(prises, [&p, pas](const QPoint& q) { return (q - p).manhattanLength() < pas / 2; });
+    };
     QPoint p = fenetre->pos();
-    for (int essai = 0; prises.contains(p) && essai < 64; ++essai) {
+    for (int essai = 0; prise(p) && essai < 64; ++essai) {
         p += QPoint(pas, pas);
         if (p.x() + fenetre->width() > zone.right() || p.y() + fenetre->height() > zone.bottom()) {
             // Down the screen's edge: a new column from the top.
