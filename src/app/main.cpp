@@ -1,3 +1,4 @@
+#include "common/Language.h"
 #include "common/LecteurSon.h"
 #include "common/MessageBoxes.h"
 #include "common/Paths.h"
@@ -34,7 +35,11 @@ void quitOnSignals(pv::frmPilvanor& fenetre)
     QObject::connect(notifier, &QSocketNotifier::activated, &fenetre, [&fenetre] {
         char c;
         [[maybe_unused]] const auto n = ::read(g_signalPipe[1], &c, 1);
+        // Nobody may be there to answer a box now: what the shut-down has to say goes to stderr, and a box that
+        // is already open ends with the program instead of holding it up.
+        pv::setMessageBoxPresenter({});
         fenetre.quitter();
+        QCoreApplication::quit();
     });
     struct sigaction sa = {};
     sa.sa_handler = onTerminate;

@@ -7,6 +7,7 @@
 #include <QColorDialog>
 #include <QFileDialog>
 #include <QFontDialog>
+#include <QFontInfo>
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QStringList>
@@ -105,6 +106,9 @@ std::optional<QString> gChoisirPolice(QWidget* parent, const QString& police)
     initiale.setBold(p.gras);
     initiale.setItalic(p.italique);
     initiale.setUnderline(p.souligne);
+    // A face that is not installed would open the dialog on its first face, in its regular style: start from the
+    // installed face that stands in for it, in the same size and style.
+    initiale.setFamily(QFontInfo(initiale).family());
 
     std::optional<QFont> choisie;
     if (reponses().police) {

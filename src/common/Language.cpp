@@ -2,9 +2,14 @@
 
 #include "common/IniFile.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
 
 #include <cstdio>
+#include <memory>
 
 namespace pv {
 
@@ -134,6 +139,31 @@ std::optional<QList<Libelle>> gLireLibelles(const QString& file, const QString& 
         libelles.append({line.left(first).trimmed(), line.mid(first + 1, length).trimmed()});
     }
     return libelles;
+}
+
+bool gChargerTraductionsQt(const QString& file)
+{
+    static QTranslator* installe = nullptr;
+    if (installe) {
+        QCoreApplication::removeTranslator(installe);
+        delete installe;
+        installe = nullptr;
+    }
+    const QString suffixe = QFileInfo(file).suffix().toLower();
+    const QLocale::Language langue = QLocale::codeToLanguage(suffixe);
+    if (langue == QLocale::AnyLanguage || langue == QLocale::C || langue == QLocale::English) {
+        return false;
+    }
+    auto traducteur = std::make_unique<QTranslator>();
+    if (!traducteur->load(QLocale(langue),
+                          QStringLiteral("qtbase"),
+                          QStringLiteral("_"),
+                          QLibraryInfo::path(QLibraryInfo::TranslationsPath))
+        || !QCoreApplication::installTranslator(traducteur.get())) {
+        return false;
+    }
+    installe = traducteur.release();
+    return true;
 }
 
 } // namespace pv

@@ -73,6 +73,11 @@ QVariant gMessage(const QString& file, const QString& key, int style, const QStr
 QString gMessageTexte(const QString& file, const QString& key, const QStringList& fields = {});
 int gMessageBox(const QString& file, const QString& key, int style, const QStringList& fields = {});
 
+// Qt's own texts (standard buttons, file and font dialogs) in the language of a language file "pv.XXX", whose
+// suffix is an ISO 639 code ("FRA" gives qtbase_fr from Qt's translations folder). Replaces the ones loaded before;
+// a language Qt has no translation for leaves its texts in English. False when nothing was loaded.
+bool gChargerTraductionsQt(const QString& file);
+
 // One line of a window's section: the text before the first "=" and the text between the first and the second
 // "=" (label texts cannot hold "="). A line without "=" is its own key with an empty value.
 struct Libelle

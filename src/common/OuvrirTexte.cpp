@@ -1,5 +1,6 @@
 #include "common/OuvrirTexte.h"
 
+#include "common/EditeurTexte.h"
 #include "common/Language.h"
 #include "common/Paths.h"
 #include "engine/Settings.h"
@@ -87,13 +88,19 @@ void gOuvrirTexteSelectionne(QWidget* /*proprietaire*/, const QString& selection
         != MsgResult::Yes) {
         return;
     }
-    // The user's editor as one program and one argument: no shell to read the path.
-    QString editeur = qEnvironmentVariable("VISUAL");
-    if (editeur.isEmpty()) {
-        editeur = qEnvironmentVariable("EDITOR");
+    // One program and its arguments: no shell ever reads the path.
+    QStringList commande = gCommandeEditeurTexte(fichier);
+    if (commande.isEmpty()) {
+        QString editeur = qEnvironmentVariable("VISUAL");
+        if (editeur.isEmpty()) {
+            editeur = qEnvironmentVariable("EDITOR");
+        }
+        if (!editeur.isEmpty()) {
+            commande = QStringList {editeur, fichier};
+        }
     }
-    if (!editeur.isEmpty()) {
-        QProcess::startDetached(editeur, {fichier});
+    if (commande.isEmpty() || !QProcess::startDetached(commande.takeFirst(), commande)) {
+        gMessageBox(langue, QStringLiteral("AucunEditeurTexte"), MsgStyle::Exclamation, {fichier});
     }
 }
 

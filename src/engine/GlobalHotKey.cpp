@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QGuiApplication>
+#include <QTimer>
 
 #include <vector>
 
@@ -87,7 +88,10 @@ void ungrabAll(Display* dpy, unsigned int keycode, unsigned int modifiers, unsig
 
 GlobalHotKey::GlobalHotKey(QObject* parent)
     : QObject(parent)
+    , m_retry(new QTimer(this))
 {
+    m_retry->setInterval(RetryInterval);
+    connect(m_retry, &QTimer::timeout, this, &GlobalHotKey::retry);
 }
 
 GlobalHotKey::~GlobalHotKey()
@@ -98,17 +102,58 @@ GlobalHotKey::~GlobalHotKey()
 bool GlobalHotKey::registerHotKey(const HotKey& hotKey)
 {
     unregisterHotKey();
+    m_wanted = hotKey;
+    if (m_suspended) {
+        return false;
+    }
+    retry();
+    return m_registered;
+}
+
+void GlobalHotKey::unregisterHotKey()
+{
+    m_wanted.reset();
+    m_retry->stop();
+    ungrab();
+}
+
+void GlobalHotKey::setSuspended(bool suspended)
+{
+    if (suspended == m_suspended) {
+        return;
+    }
+    m_suspended = suspended;
+    if (suspended) {
+        m_retry->stop();
+        ungrab();
+    } else if (m_wanted) {
+        retry();
+    }
+}
+
+void GlobalHotKey::retry()
+{
+    // No X event tells when another client lets a chord go, so a refused chord is simply asked for again.
+    if (m_wanted && !m_registered && grab(*m_wanted) == Grab::HeldElsewhere) {
+        m_retry->start();
+    } else {
+        m_retry->stop();
+    }
+}
+
+GlobalHotKey::Grab GlobalHotKey::grab(const HotKey& hotKey)
+{
     Display* dpy = x11Display();
     if (!dpy) {
-        return false;
+        return Grab::Impossible;
     }
     const auto chord = toX11(hotKey);
     if (!chord) {
-        return false;
+        return Grab::Impossible;
     }
     const KeyCode keycode = XKeysymToKeycode(dpy, chord->keysym);
     if (keycode == 0) {
-        return false;
+        return Grab::Impossible;
     }
     const unsigned int lockMask = (LockMask | numLockMask(dpy)) & ~chord->modifiers;
 
@@ -131,17 +176,17 @@ bool GlobalHotKey::registerHotKey(const HotKey& hotKey)
     if (g_grabErrors != 0) {
         ungrabAll(dpy, keycode, chord->modifiers, lockMask);
         XSync(dpy, False);
-        return false;
+        return Grab::HeldElsewhere;
     }
     m_keycode = keycode;
     m_modifiers = chord->modifiers;
     m_lockMask = lockMask;
     m_registered = true;
     QCoreApplication::instance()->installNativeEventFilter(this);
-    return true;
+    return Grab::Taken;
 }
 
-void GlobalHotKey::unregisterHotKey()
+void GlobalHotKey::ungrab()
 {
     if (!m_registered) {
         return;

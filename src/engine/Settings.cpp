@@ -5,8 +5,8 @@
 #include "common/Error.h"
 #include "common/IniFile.h"
 #include "common/Language.h"
-#include "common/NetworkProbes.h"
 #include "common/Paths.h"
+#include "messenger/Transport.h"
 
 #include <QSet>
 
@@ -182,7 +182,8 @@ void gChargerParametres()
     lireIndicateur(SectionGeneral, "EffacerMessageApresEnvoi", "1", p.effacerMessageApresEnvoi);
     lireIndicateur(SectionGeneral, "PingStationAvantEnvoi", "1", p.pingStationAvantEnvoi);
     p.delaiAttente = gValeurNombreInitial(lire("DelaiAttente", QStringLiteral("500")));
-    p.expediteur = lire("Expediteur", gObtenirNomHote());
+    // Typed names are upper-cased: the default is the host's NetBIOS name, as pilvanor-send sends it.
+    p.expediteur = lire("Expediteur", localStationName());
     p.caractereDevantReponseExpediteur = lire("CaractereDevantReponseExpediteur", QStringLiteral("> "));
     p.nbMessageMaxHistorique = gValeurNombreInitial(lire("NbMessageMaxHistorique", QStringLiteral("50")));
     p.titreFenetreMessenger = lire("TitreFenetreMessenger", QStringLiteral("Messenger Service "));

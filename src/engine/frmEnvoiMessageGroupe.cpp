@@ -60,6 +60,8 @@ void frmEnvoiMessageGroupe::mDebuterEnvoi()
 {
     lstUtilisateur->clear();
     cmdFermer->setEnabled(false);
+    // Left minimised after the last send, it would report this one where nobody sees it.
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
 }

@@ -93,6 +93,10 @@ frmPilvanor::frmPilvanor(QWidget* parent)
     construireControles();
     staBarreStatut = nomme(new QStatusBar(this), "staBarreStatut");
     setStatusBar(staBarreStatut);
+    // A long message (why this computer cannot receive, a failed send) is cut at the window's edge: the whole
+    // text is its tool tip, and a click shows it in a box.
+    connect(staBarreStatut, &QStatusBar::messageChanged, staBarreStatut, &QWidget::setToolTip);
+    staBarreStatut->installEventFilter(this);
     // Beside the send outcome, which the status bar's own message shows.
     lblGroupeRapide = nomme(new QLabel(staBarreStatut), "lblGroupeRapide");
     lblGroupeRapide->setProperty("sansLibelle", true);
@@ -373,6 +377,7 @@ void frmPilvanor::charger()
     m_charge = true;
     gChargerParametres();
     Parametres& p = gParametres();
+    gChargerTraductionsQt(p.fichierLangue);
     tmrCaptureMessage->setInterval(qMax(1, p.intervalleCaptureMessage));
     tmrCaptureMessage->start();
     if (const auto touches = parseHotKeyText(p.touchesAccesRapide)) {
@@ -472,6 +477,11 @@ void frmPilvanor::remplirDestinataires()
 
 bool frmPilvanor::eventFilter(QObject* objet, QEvent* event)
 {
+    if (objet == staBarreStatut && event->type() == QEvent::MouseButtonRelease
+        && !staBarreStatut->currentMessage().isEmpty()) {
+        showMessageBox(staBarreStatut->currentMessage(), MsgStyle::Information);
+        return true;
+    }
     if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) {
         return QMainWindow::eventFilter(objet, event);
     }
@@ -943,7 +953,7 @@ void frmPilvanor::ouvrirPreferences()
         devant(m_preferences);
         return;
     }
-    frmPreference fenetre(tmrCaptureMessage, this);
+    frmPreference fenetre(tmrCaptureMessage, m_hotKey, this);
     m_preferences = &fenetre;
     const bool enregistre = fenetre.exec() == QDialog::Accepted;
     m_preferences = nullptr;
@@ -972,6 +982,7 @@ void frmPilvanor::appliquerParametres()
     gAppliquerPolice(txtMessage);
     const bool changeLangue = p.fichierLangue != ancienneLangue;
     if (changeLangue) {
+        gChargerTraductionsQt(p.fichierLangue);
         gAfficherLibelle(p.fichierLangue, this);
         destinataireModifie(); // the quick group's caption
     }

@@ -5,9 +5,9 @@
 #include "common/Error.h"
 #include "common/IniFile.h"
 #include "common/Language.h"
-#include "common/NetworkProbes.h"
 #include "engine/Settings.h"
 #include "messenger/Names.h"
+#include "messenger/Transport.h"
 
 #include <QDir>
 
@@ -254,7 +254,7 @@ std::optional<QString> gEnregistrerPreferences(Preferences& p, const QString& pr
         {"EffacerMessageApresEnvoi", gTexteIndicateur(p.effacerMessageApresEnvoi)},
         {"PingStationAvantEnvoi", gTexteIndicateur(p.pingStationAvantEnvoi)},
         {"DelaiAttente", texteOuDefaut(p.delaiAttente, QStringLiteral("500"))},
-        {"Expediteur", texteOuDefaut(p.expediteur, gObtenirNomHote())},
+        {"Expediteur", texteOuDefaut(p.expediteur, localStationName())},
         {"CaractereDevantReponseExpediteur", p.caractereDevantReponseExpediteur},
         {"NbMessageMaxHistorique", nbMessages},
     };

@@ -8,6 +8,7 @@
 #include "common/Language.h"
 #include "common/Paths.h"
 #include "common/Son.h"
+#include "engine/GlobalHotKey.h"
 #include "engine/Settings.h"
 #include "messenger/Spool.h"
 #include "settings/frmConfigurationCapture.h"
@@ -59,9 +60,10 @@ void activer(QWidget* controle, bool actif)
 
 } // namespace
 
-frmPreference::frmPreference(QTimer* tmrCaptureMessage, QWidget* parent)
+frmPreference::frmPreference(QTimer* tmrCaptureMessage, GlobalHotKey* raccourci, QWidget* parent)
     : QDialog(parent)
     , m_tmrCaptureMessage(tmrCaptureMessage)
+    , m_raccourci(raccourci)
 {
     setObjectName(QStringLiteral("frmPreference"));
     setWindowTitle(QStringLiteral("Préférences"));
@@ -282,6 +284,13 @@ QWidget* frmPreference::pageSignature()
     return page;
 }
 
+frmPreference::~frmPreference()
+{
+    if (m_raccourci) {
+        m_raccourci->setSuspended(false);
+    }
+}
+
 void frmPreference::remplir(const Preferences& p)
 {
     for (const LangueDisponible& l : gListerLangues(gDossierProgramme())) {
@@ -379,6 +388,9 @@ void frmPreference::toucheAppuyee(int codeTouche, Qt::KeyboardModifiers modifica
 bool frmPreference::eventFilter(QObject* objet, QEvent* event)
 {
     if (objet == txtTouchesAccesRapide) {
+        if (m_raccourci && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut)) {
+            m_raccourci->setSuspended(event->type() == QEvent::FocusIn);
+        }
         switch (event->type()) {
         case QEvent::ShortcutOverride:
             // Alt + a letter is a combination here, not a button's access key.

@@ -3,6 +3,7 @@
 #include "settings/Preferences.h"
 
 #include <QDialog>
+#include <QPointer>
 
 #include <functional>
 #include <optional>
@@ -19,6 +20,8 @@ class QTimer;
 
 namespace pv {
 
+class GlobalHotKey;
+
 // The preferences: every setting the user may change, on three tabs. OK saves them all (mEnregistrerPreference)
 // and accepts the dialog; the opener then applies them. Cancel closes without saving.
 class frmPreference : public QDialog
@@ -26,8 +29,12 @@ class frmPreference : public QDialog
     Q_OBJECT
 
 public:
-    // The main window's capture timer, stopped while the capture set-up runs; may be null.
-    explicit frmPreference(QTimer* tmrCaptureMessage = nullptr, QWidget* parent = nullptr);
+    // The main window's capture timer, stopped while the capture set-up runs, and its global hot key, let go
+    // while the hot-key box has the focus (or the box could never read it); either may be null.
+    explicit frmPreference(QTimer* tmrCaptureMessage = nullptr,
+                           GlobalHotKey* raccourci = nullptr,
+                           QWidget* parent = nullptr);
+    ~frmPreference() override;
 
     // Saves every preference. Run-time errors are reported in one box.
     void mEnregistrerPreference();
@@ -103,6 +110,7 @@ private:
     void cmdConfigurerCapture_Click();
 
     QTimer* m_tmrCaptureMessage;
+    QPointer<GlobalHotKey> m_raccourci;
     HotKey m_touches; // the hot-key box's combination
     QString m_police; // the chosen message font
 };

@@ -107,7 +107,12 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
         = gCreerControle<QPushButton>(fraRechercherTexte, "cmdAnnulerRechercheTexte", QStringLiteral("Annuler"));
     optDepartRecherche[0]->setChecked(true);
     fraRechercherTexte->hide();
-    connect(cmdRechercher, &QPushButton::clicked, fraRechercherTexte, &QWidget::show);
+    connect(cmdRechercher, &QPushButton::clicked, this, [this] {
+        fraRechercherTexte->show();
+        txtTexteRecherche->setFocus();
+    });
+    // Another text is a new search, from where the start option says.
+    connect(txtTexteRecherche, &QLineEdit::textEdited, this, &frmMessage::mRecommencerRecherche);
     connect(cmdAnnulerRechercheTexte, &QPushButton::clicked, fraRechercherTexte, &QWidget::hide);
     connect(cmdRechercherTexte, &QPushButton::clicked, this, &frmMessage::cmdRechercherTexte_Click);
     for (int i = 0; i < 2; ++i) {
@@ -134,14 +139,16 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     recherche->addWidget(optDepartRecherche[1], 1, 1);
     recherche->addWidget(cmdRechercherTexte, 0, 2);
     recherche->addWidget(cmdAnnulerRechercheTexte, 1, 2);
-    auto* repetition = new QHBoxLayout;
-    repetition->addWidget(chkRepeterRappel);
-    repetition->addWidget(spnDureeRepetitionRappel);
-    repetition->addWidget(cboTempsRepetitionRappel);
-    repetition->addStretch();
+    // Above the buttons: the reply's option, or a reminder's repetition (a window never shows both), so that
+    // the row of buttons keeps room for their captions in every language.
+    auto* options = new QHBoxLayout;
+    options->addWidget(chkAjouterMessageReponse);
+    options->addWidget(chkRepeterRappel);
+    options->addWidget(spnDureeRepetitionRappel);
+    options->addWidget(cboTempsRepetitionRappel);
+    options->addStretch();
     auto* boutons = new QHBoxLayout;
     for (QWidget* w : {static_cast<QWidget*>(cmdRepondre),
-                       static_cast<QWidget*>(chkAjouterMessageReponse),
                        static_cast<QWidget*>(cmdRechercher),
                        static_cast<QWidget*>(cmdImprimer),
                        static_cast<QWidget*>(cmdSupprimer)}) {
@@ -154,10 +161,10 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     layout->addWidget(fraExpediteur);
     layout->addWidget(fraMessage, 1);
     layout->addWidget(fraRechercherTexte);
-    layout->addLayout(repetition);
+    layout->addLayout(options);
     layout->addLayout(boutons);
 
-    setMinimumSize(360, 240);
+    // No smaller than the layout needs: the captions of the language file decide.
     resize(600, 380);
     gAfficherLibelle(gParametres().fichierLangue, this);
     connect(cboUtilisateur, &QComboBox::currentIndexChanged, this, &frmMessage::mChoisirLigne);
@@ -344,6 +351,11 @@ void frmMessage::cmdRepondre_Click()
     }
 }
 
+void frmMessage::mRecommencerRecherche()
+{
+    optDepartRecherche_Click(optDepartRecherche[1]->isChecked() ? 1 : 0);
+}
+
 void frmMessage::optDepartRecherche_Click(int index)
 {
     mintIndexMessageRecherche = index == 1 ? int(mHistorique.size()) - 1
@@ -359,9 +371,10 @@ void frmMessage::cmdRechercherTexte_Click()
         = unSeul ? gRechercherTexte({EntreeHistorique {{}, {}, mstrMessage}}, texte, 0, mintPosTexteRecherche)
                  : gRechercherTexte(mHistorique, texte, mintIndexMessageRecherche, mintPosTexteRecherche);
     if (!trouve) {
+        // The next press starts over rather than finding nothing forever.
         mintPosTexteRecherche = 1;
         if (!unSeul) {
-            mintIndexMessageRecherche = -1;
+            mRecommencerRecherche();
         }
         gMessageBox(gParametres().fichierLangue, QStringLiteral("FinRechercheTexte"), MsgStyle::Information);
         return;

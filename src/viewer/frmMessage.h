@@ -102,6 +102,7 @@ private:
     void mAfficherExpediteurDouteux();
     void cmdRepondre_Click();
     void optDepartRecherche_Click(int index);
+    void mRecommencerRecherche();
     void cmdRechercherTexte_Click();
     void cmdSupprimer_Click();
     void cmdImprimer_Click();

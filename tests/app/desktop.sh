@@ -16,6 +16,23 @@ wait_state "$id" Iconic || fail "the window did not minimise"
 xdotool key ctrl+alt+m
 wait_state "$id" Normal || fail "Ctrl+Alt+M did not bring the window back"
 
+# Typed in the preferences' hot-key box, the registered chord is read, not taken by the grab; OK keeps it working.
+xdotool key alt+f
+sleep 0.3
+xdotool key p
+prefs_id=$(wait_window Preferences) || fail "the preferences did not open"
+xdotool windowactivate --sync "$prefs_id" key alt+h
+sleep 0.3
+xdotool key ctrl+alt+m
+sleep 0.3
+xdotool key Tab Tab Return # past the Font... button
+wait_gone Preferences || fail "OK did not close the preferences"
+[ "$(setting TouchesAccesRapide)" = 3,77 ] || fail "hot key saved as '$(setting TouchesAccesRapide)'"
+xdotool windowminimize "$id"
+wait_state "$id" Iconic || fail "the window did not minimise"
+xdotool key ctrl+alt+m
+wait_state "$id" Normal || fail "Ctrl+Alt+M did not bring the window back after the preferences"
+
 # Moved, then closed by the close box: the position is kept.
 xdotool windowmove "$id" 40 60
 xdotool windowsize "$id" 600 500
@@ -27,7 +44,7 @@ position=$(setting PositionTailleFenetrePrincipale)
 [ "$(setting EncrypterMessage)" = 0 ] || fail "check boxes not saved"
 
 # Restored where it was at the next start; the close box minimises when asked to.
-printf 'MinimiserBoutonX=1\nLangue=FRA\n' >>"$CONF"
+sed -i -e '/^MinimiserBoutonX=/d' -e '/^Langue=/d' -e 's/^\[General\]$/&\nMinimiserBoutonX=1\nLangue=FRA/' "$CONF"
 start_pilvanor
 id=$(wait_window Pilvanor) || fail "the main window did not reappear"
 sleep 0.5
@@ -42,4 +59,27 @@ position=$(setting PositionTailleFenetrePrincipale)
 # SIGTERM ends it like the Quit menu; a minimised window does not overwrite the kept position.
 quit_pilvanor
 [ "$(setting PositionTailleFenetrePrincipale)" = "$position" ] || fail "a minimised window overwrote the position"
+
+# Settings that cannot be written at shut-down are reported on stderr, not in a box that would keep the program
+# alive after SIGTERM; a box already open when SIGTERM comes goes with the program.
+break_settings() { rm -rf "$HOME/.config/Pilvanor" && mkdir -p "$HOME/.config" && touch "$HOME/.config/Pilvanor"; }
+start_pilvanor
+wait_window Pilvanor >/dev/null || fail "the main window did not come back"
+break_settings
+kill -TERM "$PILVANOR_PID"
+wait_exit "$PILVANOR_PID" || fail "a write error at shut-down kept the program alive after SIGTERM"
+grep -q "Impossible d'écrire $HOME/.config/Pilvanor/Pilvanor.conf" "$WORK/pilvanor.log" ||
+    fail "the write error was not reported: $(cat "$WORK/pilvanor.log")"
+new_home shutdown
+start_pilvanor
+id=$(wait_window Pilvanor) || fail "the main window did not appear for a new user"
+break_settings
+xdotool windowactivate --sync "$id" key alt+F4
+for _ in $(seq 50); do
+    [ "$(xdotool search --onlyvisible --name '^Pilvanor$' | wc -l)" -ge 2 ] && break
+    sleep 0.1
+done
+[ "$(xdotool search --onlyvisible --name '^Pilvanor$' | wc -l)" -ge 2 ] || fail "no box said the settings are unwritable"
+kill -TERM "$PILVANOR_PID"
+wait_exit "$PILVANOR_PID" || fail "an open box kept the program alive after SIGTERM"
 echo "PASS desktop"

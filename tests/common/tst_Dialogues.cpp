@@ -1,6 +1,9 @@
 #include "common/Dialogues.h"
 #include "engine/Settings.h"
 
+#include <QFontDatabase>
+#include <QFontDialog>
+#include <QFontInfo>
 #include <QtTest>
 
 using namespace pv;
@@ -43,7 +46,8 @@ private Q_SLOTS:
                                                                {true, false, "Serif,14,0,1,1,8388608"},
                                                                {false, true, ""}}) {
             QString initial;
-            setReponsePolice([&](const QFont& f) -> std::optional<QFont> {
+            setReponsePolice([&](const QFont& depart) -> std::optional<QFont> {
+                const QFont f = QFontDialog(depart).currentFont(); // what the real dialog shows
                 initial = QStringLiteral("%1 %2 %3%4%5")
                               .arg(f.family())
                               .arg(f.pointSize())
@@ -63,8 +67,11 @@ private Q_SLOTS:
             setReponsePolice({});
             setReponseCouleur({});
             QCOMPARE(chosen.value_or(QString()), QString(result));
-            // The dialogs start from the setting: dark blue is 0x800000 with red in the low byte.
-            QCOMPARE(initial, fontChosen ? "Verdana 10 100 #000080" : "Verdana 10 100");
+            // The dialogs start from the setting, in the installed face that stands in for Verdana: dark blue is
+            // 0x800000 with red in the low byte.
+            const QString proche = QFontInfo(QFont("Verdana")).family();
+            QVERIFY(QFontDatabase::families().contains(proche) && proche != "Verdana");
+            QCOMPARE(initial, proche + (fontChosen ? " 10 100 #000080" : " 10 100"));
         }
     }
 };

@@ -1,7 +1,7 @@
 #include "common/Autostart.h"
 #include "common/IniFile.h"
-#include "common/NetworkProbes.h"
 #include "engine/Settings.h"
+#include "messenger/Transport.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -40,7 +40,9 @@ TEST_F(SettingsTest, FreshUserGetsTheDefaults)
 {
     gChargerParametres();
     EXPECT_TRUE(gParametres().fichierLangue.endsWith("/pv.ENG"));
-    EXPECT_EQ(gParametres().expediteur, gObtenirNomHote());
+    // The NetBIOS form of the host name that pilvanor-send sends by default, upper case like every typed name.
+    EXPECT_EQ(gParametres().expediteur, localStationName());
+    EXPECT_EQ(gParametres().expediteur, gParametres().expediteur.toUpper());
     EXPECT_FALSE(QFile::exists(gFichierParametres())) << "loading writes nothing";
 }
 

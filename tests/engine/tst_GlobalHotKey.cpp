@@ -1,7 +1,11 @@
 // Under xvfb-run with -platform xcb: xdotool presses the keys, a second X connection plays another program.
 
-#include "engine/GlobalHotKey.h"
+#include "FormFixture.h"
 
+#include "engine/GlobalHotKey.h"
+#include "settings/frmPreference.h"
+
+#include <QComboBox>
 #include <QLineEdit>
 #include <QProcess>
 #include <QScopeGuard>
@@ -167,6 +171,41 @@ private Q_SLOTS:
         for (unsigned int locks : {0u, unsigned(LockMask), unsigned(LockMask) | NumLock}) {
             QVERIFY2(otherGrabs(locks), qPrintable(QString::number(locks)));
         }
+
+        // Taken as soon as the other program lets it go.
+        QSignalSpy activated(&hotKey, &GlobalHotKey::activated);
+        otherReleasesAll();
+        QTRY_VERIFY_WITH_TIMEOUT(hotKey.isRegistered(), 3 * GlobalHotKey::RetryInterval);
+        press("ctrl+alt+m");
+        QTRY_COMPARE(activated.count(), 1);
+    }
+
+    void preferencesBoxReadsTheRegisteredChord()
+    {
+        test::FormFixture fixture;
+        fixture.reset();
+        gChargerParametres();
+        GlobalHotKey hotKey;
+        QVERIFY(hotKey.registerHotKey(CtrlAltM));
+        QSignalSpy activated(&hotKey, &GlobalHotKey::activated);
+        frmPreference w(nullptr, &hotKey);
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        w.activateWindow();
+        QTRY_VERIFY(w.isActiveWindow());
+        w.txtTouchesAccesRapide->clear();
+        w.txtTouchesAccesRapide->setFocus();
+
+        press("ctrl+alt+m");
+        QTRY_COMPARE(w.txtTouchesAccesRapide->text(), "Ctrl + Alt + M");
+        QVERIFY(w.preferences().touchesAccesRapide == CtrlAltM);
+        QCOMPARE(activated.count(), 0);
+
+        // Out of the box, the chord is the hot key again.
+        w.cboLangue->setFocus();
+        QVERIFY(hotKey.isRegistered());
+        press("ctrl+alt+m");
+        QTRY_COMPARE(activated.count(), 1);
     }
 };
 

@@ -3,6 +3,7 @@
 #include "common/IniFile.h"
 #include "common/Son.h"
 #include "engine/Envoi.h"
+#include "engine/LanceurService.h"
 #include "engine/frmEnvoiMessageGroupe.h"
 #include "engine/frmPilvanor.h"
 #include "messenger/Spool.h"
@@ -13,7 +14,9 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QStatusBar>
 #include <QTreeWidget>
@@ -287,11 +290,13 @@ private Q_SLOTS:
         QVERIFY(m_fixture.boxes.isEmpty());
         QCOMPARE(w.txtMessage->toPlainText(), "Hi all"); // a failure keeps the text
 
-        // A second send while the window is open starts it afresh.
+        // A second send while the window is open, minimised, starts it afresh and brings it back.
+        g->showMinimized();
         w.cboDestinataire->setEditText("PEERC,PEERB");
         w.mnuMesEnvoyer->trigger();
         QTRY_VERIFY(!QApplication::overrideCursor());
         QCOMPARE(w.fenetreEnvoiGroupe(), g);
+        QVERIFY(!g->isMinimized());
         QCOMPARE(lines(g).size(), 4);
         QCOMPARE(lines(g).mid(1, 2),
                  QStringList({"PEERC|Message sent successfully", "PEERB|Message sent successfully"}));
@@ -350,6 +355,73 @@ private Q_SLOTS:
         QVERIFY(m_fixture.boxes[0].first.contains(m_fixture.path("readme.txt")));
         QCOMPARE(m_fixture.opened,
                  QList<QUrl>({QUrl::fromLocalFile(m_fixture.path("here.txt")), QUrl("http://www.example.org")}));
+    }
+
+    void wholeReasonForNotReceivingShows()
+    {
+        frmPilvanor w;
+        w.charger();
+        const QString raison = "TCP port 139: Permission denied; " + QString(300, 'x');
+        Q_EMIT w.findChild<LanceurService*>()->receptionImpossible(raison);
+        const QString texte = "This computer cannot receive messages: " + raison;
+        QCOMPARE(w.staBarreStatut->toolTip(), texte);
+        QTest::mouseClick(w.staBarreStatut, Qt::LeftButton);
+        QCOMPARE(m_fixture.takeBoxes(), QList({qMakePair(texte, int(MsgStyle::Information))}));
+    }
+
+    void qtOwnTextsFollowTheLanguage()
+    {
+        frmPilvanor w;
+        // Language, the standard buttons of a question box: at start-up, then changed in the preferences.
+        for (const auto& [langue, boutons] : {std::pair {"FRA", "&Oui|&Non"}, {"ENG", "&Yes|&No"}}) {
+            IniFile(gFichierParametres()).writeString(SectionGeneral, "Langue", langue);
+            if (QString(langue) == "FRA") {
+                w.charger();
+            } else {
+                w.appliquerParametres();
+            }
+            QMessageBox box(QMessageBox::Question, "", "", QMessageBox::Yes | QMessageBox::No);
+            QCOMPARE(box.button(QMessageBox::Yes)->text() + '|' + box.button(QMessageBox::No)->text(), boutons);
+        }
+    }
+
+    void noAssociationOpensTheDesktopTextEditor()
+    {
+        // The desktop's text editor here copies the file beside it; a missing program is passed over.
+        const QString copie = m_fixture.path("opened.txt");
+        QVERIFY(QDir().mkpath(m_fixture.path(".local/share/applications")) && QDir().mkpath(m_fixture.path(".config")));
+        const std::pair<const char*, QString> fichiers[]
+            = {{".local/share/applications/pv-copie.desktop", "[Desktop Entry]\nExec=cp %f \"" + copie + "\"\n"},
+               {".config/mimeapps.list", "[Default Applications]\ntext/plain=absent.desktop;pv-copie.desktop\n"},
+               {"here.txt", "Hello"}};
+        for (const auto& [nom, contenu] : fichiers) {
+            QFile f(m_fixture.path(nom));
+            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(contenu.toUtf8()) > 0);
+        }
+        const QByteArray dataDirs = qgetenv("XDG_DATA_DIRS");
+        const auto restore = qScopeGuard([&dataDirs] { qputenv("XDG_DATA_DIRS", dataDirs); });
+        qputenv("XDG_DATA_DIRS", m_fixture.path("none").toUtf8()); // no program of this machine's
+        qunsetenv("VISUAL");
+        qunsetenv("EDITOR");
+        frmPilvanor w;
+        m_fixture.browser = false;
+        m_fixture.answer = MsgResult::Yes;
+        w.txtMessage->setPlainText("here.txt");
+        w.txtMessage->selectAll();
+        w.boutonBarreOutils("OuvrirTexteSelectionne")->trigger();
+        QTRY_VERIFY(QFile::exists(copie));
+        QFile lu(copie);
+        QVERIFY(lu.open(QIODevice::ReadOnly));
+        QCOMPARE(lu.readAll(), "Hello");
+        QCOMPARE(m_fixture.takeBoxes().size(), 1);
+
+        // With no editor at all, it says so.
+        QVERIFY(QFile::remove(m_fixture.path(".config/mimeapps.list")));
+        w.boutonBarreOutils("OuvrirTexteSelectionne")->trigger();
+        const auto boxes = m_fixture.takeBoxes();
+        QCOMPARE(boxes.size(), 2);
+        QCOMPARE(boxes[1].first,
+                 "No text editor is set up on this computer to open " + m_fixture.path("here.txt") + ".");
     }
 
     void helpOpensItsFirstPageOrSaysWhyNot()

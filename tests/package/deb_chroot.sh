@@ -94,7 +94,7 @@ for dependency in libc6 libqt6core6 libqt6gui6 libqt6network6 libqt6widgets6 lib
     [[ ", $depends," == *", $dependency "* || ", $depends," == *", $dependency,"* ]] ||
         fail "Depends lacks $dependency: $depends"
 done
-[ "$(dpkg-deb -f "$deb" Recommends)" = libcap2-bin ] || fail "Recommends: $(dpkg-deb -f "$deb" Recommends)"
+[ "$(dpkg-deb -f "$deb" Recommends)" = "libcap2-bin, qt6-translations-l10n" ] || fail "Recommends: $(dpkg-deb -f "$deb" Recommends)"
 outside=$(dpkg-deb -c "$deb" | awk '{print $6}' | grep -Ev '^\./(usr(/.*)?)?$' || true)
 [ -z "$outside" ] || fail "the package installs outside /usr: $outside"
 dpkg-deb -I "$deb" postinst >/dev/null || fail "the package has no postinst"
@@ -150,6 +150,7 @@ for program in pilvanor-send pilvanor-messenger; do
     in_root "$program" --help >"$WORK/help.txt" 2>&1 || fail "$program --help: $(cat "$WORK/help.txt")"
     grep -q "^Usage: $program" "$WORK/help.txt" || fail "$program --help: $(cat "$WORK/help.txt")"
 done
+[ -f "$ROOT/usr/share/qt6/translations/qtbase_fr.qm" ] || fail "Qt's translations did not come with the package"
 caps=$(in_root getcap /usr/bin/pilvanor-messenger)
 [[ $caps == *cap_net_bind_service=ep* ]] || fail "getcap: '$caps'"
 said=$(serve_as_nobody)

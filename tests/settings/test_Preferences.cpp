@@ -2,10 +2,10 @@
 
 #include "common/Autostart.h"
 #include "common/IniFile.h"
-#include "common/NetworkProbes.h"
 #include "engine/Settings.h"
 #include "messenger/Names.h"
 #include "messenger/Spool.h"
+#include "messenger/Transport.h"
 #include "settings/ConfigurationCapture.h"
 #include "settings/Preferences.h"
 
@@ -63,7 +63,7 @@ TEST_F(PreferencesTest, SaveFallsBackOnEmptyOrInvalidFields)
         {"history 7", G, "NbMessageMaxHistorique", "7", [](P p) { p.nbMessageMaxHistorique = "7"; }},
         {"delay empty", G, "DelaiAttente", "500", [](P p) { p.delaiAttente = ""; }},
         {"delay 250", G, "DelaiAttente", "250", [](P p) { p.delaiAttente = "250"; }},
-        {"sender empty", G, "Expediteur", gObtenirNomHote(), [](P p) { p.expediteur = ""; }},
+        {"sender empty", G, "Expediteur", localStationName(), [](P p) { p.expediteur = ""; }},
         {"balloon: tray", G, "MinimiserSysTray", "1", [](P p) { p.affichageMessage = 2, p.minimiserSysTray = false; }},
         {"one window", G, "MinimiserSysTray", "0", [](P p) { p.affichageMessage = 1, p.minimiserSysTray = false; }},
         {"two lines", "Signature", "Texte", "Bob¶Desk 4", [](P p) { p.signature = "Bob\nDesk 4"; }},

@@ -134,6 +134,87 @@ private Q_SLOTS:
         QCOMPARE(gRechercherTexte(h, "x", 0, 1)->position, 5); // shown with a bare line feed
     }
 
+    void windowsOpenOnScreenAndCascade()
+    {
+        // Kept on a monitor that is no longer there, and taller than the screen.
+        const QRect ecran = QGuiApplication::primaryScreen()->availableGeometry();
+        gParametres().garderPositionTailleFenetre = true;
+        IniFile(gFichierParametres())
+            .writeString(SectionGeneral,
+                         gClePositionFenetreMessage(TypeFenetre::NouveauMessage),
+                         QString("%1,-900,420,%2").arg(ecran.right() + 500).arg(ecran.height() + 50));
+        std::vector<std::unique_ptr<frmMessage>> fenetres;
+        QList<QPoint> coins;
+        for (int i = 0; i < 3; ++i) {
+            auto& f = fenetres.emplace_back(std::make_unique<frmMessage>(TypeFenetre::NouveauMessage));
+            f->setAttribute(Qt::WA_DeleteOnClose, false);
+            f->mstrMessage = "m";
+            QVERIFY(f->mCharger());
+            f->show();
+            QVERIFY2(ecran.contains(f->frameGeometry()),
+                     qPrintable(QString("%1 %2,%3 %4x%5")
+                                    .arg(i)
+                                    .arg(f->frameGeometry().x())
+                                    .arg(f->frameGeometry().y())
+                                    .arg(f->frameGeometry().width())
+                                    .arg(f->frameGeometry().height())));
+            QVERIFY(!coins.contains(f->pos()));
+            coins.append(f->pos());
+        }
+    }
+
+    void textsFitAtTheDefaultSize()
+    {
+        store(SectionMessageRecu, "20040101000000000", "PC1|m");
+        store(SectionMessageEnvoye, "20040101000000000", "PC1|m");
+        for (const char* langue : {"ENG", "FRA"}) {
+            gParametres().fichierLangue = test::langFile(langue);
+            for (auto type :
+                 {TypeFenetre::NouveauMessage, TypeFenetre::HistoriqueRecu, TypeFenetre::HistoriqueEnvoye}) {
+                frmMessage w(type);
+                QVERIFY(w.mCharger());
+                w.show();
+                w.cmdRechercher->click();
+                QVERIFY(QTest::qWaitForWindowExposed(&w));
+                for (QWidget* c : w.findChildren<QWidget*>()) {
+                    if (c->isVisible() && (qobject_cast<QAbstractButton*>(c) || qobject_cast<QLabel*>(c))) {
+                        QVERIFY2(c->width() >= c->sizeHint().width(),
+                                 qPrintable(QString("%1 %2 %3: %4 < %5")
+                                                .arg(langue)
+                                                .arg(int(type))
+                                                .arg(c->objectName())
+                                                .arg(c->width())
+                                                .arg(c->sizeHint().width())));
+                    }
+                }
+            }
+        }
+    }
+
+    void searchStartsOverAfterAMiss()
+    {
+        store(SectionMessageRecu, "20040101000000000", "PC1|a dog");
+        store(SectionMessageRecu, "20040102000000000", "PC1|a cat");
+        frmMessage w(TypeFenetre::HistoriqueRecu);
+        QVERIFY(w.mCharger());
+        w.show();
+        w.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&w));
+        w.cmdRechercher->click();
+        QTRY_VERIFY(w.txtTexteRecherche->hasFocus());
+        // Typed text ("": the same as before), what Next shows ("": the end box).
+        for (const auto& [typed, shown] : {std::pair {"zzz", ""}, {"dog", "a dog"}, {"", ""}, {"", "a dog"}}) {
+            if (*typed) {
+                w.txtTexteRecherche->clear();
+                QTest::keyClicks(w.txtTexteRecherche, typed);
+            }
+            w.cmdRechercherTexte->click();
+            const bool box = m_fixture.takeBoxes().size() == 1;
+            QCOMPARE(box ? QString() : w.txtMessage->textCursor().selectedText(), QString(*shown ? "dog" : ""));
+            QCOMPARE(box ? QString() : w.txtMessage->toPlainText(), QString(shown));
+        }
+    }
+
     void deleteAsksThenSelectsTheSameLine()
     {
         for (const char* key : {"20040101000000000", "20040102000000000", "20040103000000000"}) {
