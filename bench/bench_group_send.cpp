@@ -26,7 +26,7 @@ struct Mesure
 Mesure mesurer(const QStringList& stations, bool concurrents)
 {
     EnvoiMessage envoi;
-    envoi.setPingsConcurrents(concurrents);
+    envoi.setStationsConcurrentes(concurrents);
     Mesure m;
     QObject::connect(&envoi, &EnvoiMessage::stationTerminee, [&](const ResultatStation& r) {
         m.rapports.append(QStringLiteral("%1 %2 %3").arg(r.station).arg(r.code).arg(r.texte));
