@@ -2,6 +2,7 @@
 
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
+#include "messenger/NameQuery.h"
 #include "messenger/codec/NameService.h"
 
 #include <QDeadlineTimer>
@@ -169,6 +170,36 @@ TEST_F(ReseauIsole, WorkgroupListingKeepsOnlyMembersStations)
     }
     EXPECT_EQ(liste.get(), "FILES,PEERA") << "computers only, not the user ALICE<03>";
     EXPECT_FALSE(limite.hasExpired());
+}
+
+// A name the resolver does not know: NAME<03> and NAME<00> are asked at once, so that a missing name costs one
+// time-out; here only the computer name answers.
+TEST_F(ReseauIsole, StationNameIsAskedWithBothSuffixesAtOnce)
+{
+    using namespace pv::codec;
+    ASSERT_NO_FATAL_FAILURE(brancherVeth());
+    QUdpSocket membre;
+    ASSERT_TRUE(membre.bind(QHostAddress::AnyIPv4, 1137));
+    auto trouve = std::async(std::launch::async, [] {
+        return resolveStation({"GHOST", kSuffixMessenger, {}}, QStringLiteral("ghost"), 600, 1137);
+    });
+    std::vector<uint8_t> suffixes;
+    while (trouve.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+        const QNetworkDatagram d = membre.waitForReadyRead(20) ? membre.receiveDatagram() : QNetworkDatagram();
+        const QByteArray octets = d.data();
+        const auto q = parseNameQuestion({reinterpret_cast<const uint8_t*>(octets.data()), size_t(octets.size())});
+        if (!q || q->name.name != "GHOST") {
+            continue;
+        }
+        suffixes.push_back(q->name.suffix);
+        const NbAddress a[] = {{0, 0x0A4D0001}};
+        if (const auto r = buildNameQueryAnswer(*q, 0, {a, 1}); r && q->name.suffix == kSuffixWorkstation) {
+            membre.writeDatagram(
+                d.makeReply(QByteArray(reinterpret_cast<const char*>(r->data()), qsizetype(r->size()))));
+        }
+    }
+    EXPECT_EQ(trouve.get(), std::optional<uint32_t>(0x0A4D0001));
+    EXPECT_EQ(suffixes, (std::vector<uint8_t> {kSuffixMessenger, kSuffixWorkstation}));
 }
 
 } // namespace
