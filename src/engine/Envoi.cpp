@@ -323,10 +323,10 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
     bool groupe = false;
     try {
         const QString tape = sautsCrLf(demande.texte);
+        const QString message = composer(tape, p);
         // Holds the composed message, then what was stored for the last station that got it: the
         // "%UserIPAddress%" test below is made on it, so a scrambled record hides the placeholder from later
         // stations. Kept on purpose.
-        const QString message = composer(tape, p);
         QString travail = message;
         const QStringList parties = decouper(message);
         const QString stocke = demande.crypter ? gTexteCrypte(gEncoderTexte(tape)) : gEncoderTexte(tape);
