@@ -1,6 +1,7 @@
 // Time of one send to a group of stations, some of which do not answer, with the real ping and transport: the
-// pings run concurrently ahead of the send loop, then strictly one after the other. Both must report the same.
-// Usage: bench_group_send STATION... (bench_group_send.sh builds the network and passes its addresses).
+// stations strictly one after the other, then concurrently. Both must report the same.
+// Usage: bench_group_send [--delai MS] [--sans-ping] STATION... (bench_group_send.sh and bench_dead_stations.sh
+// build the network and pass its addresses).
 #include "common/DataFile.h"
 #include "common/Paths.h"
 #include "engine/Envoi.h"
@@ -26,7 +27,7 @@ struct Mesure
 Mesure mesurer(const QStringList& stations, bool concurrents)
 {
     EnvoiMessage envoi;
-    envoi.setPingsConcurrents(concurrents);
+    envoi.setStationsConcurrentes(concurrents);
     Mesure m;
     QObject::connect(&envoi, &EnvoiMessage::stationTerminee, [&](const ResultatStation& r) {
         m.rapports.append(QStringLiteral("%1 %2 %3").arg(r.station).arg(r.code).arg(r.texte));
@@ -59,8 +60,20 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     QStringList stations = app.arguments().mid(1);
-    if (stations.size() < 2) {
-        std::fprintf(stderr, "usage: bench_group_send STATION STATION...\n");
+    int delai = 500;
+    bool pinger = true;
+    while (!stations.isEmpty() && stations.first().startsWith(QLatin1String("--"))) {
+        const QString option = stations.takeFirst();
+        if (option == QLatin1String("--delai") && !stations.isEmpty()) {
+            delai = stations.takeFirst().toInt();
+        } else if (option == QLatin1String("--sans-ping")) {
+            pinger = false;
+        } else {
+            stations.clear();
+        }
+    }
+    if (stations.isEmpty()) {
+        std::fprintf(stderr, "usage: bench_group_send [--delai MS] [--sans-ping] STATION...\n");
         return 2;
     }
     QTemporaryDir dir;
@@ -69,15 +82,17 @@ int main(int argc, char** argv)
     Parametres& p = gParametres();
     p.fichierLangue = gDossierProgramme() + QStringLiteral("/pv.ENG");
     p.expediteur = QStringLiteral("BENCH");
-    p.pingStationAvantEnvoi = true;
-    p.delaiAttente = 500;
+    p.pingStationAvantEnvoi = pinger;
+    p.delaiAttente = delai;
 
-    std::printf("stations: %lld, DelaiAttente %d ms\n", static_cast<long long>(stations.size()), p.delaiAttente);
+    std::printf("stations: %lld, PingStationAvantEnvoi %d, DelaiAttente %d ms\n",
+                static_cast<long long>(stations.size()),
+                int(pinger),
+                p.delaiAttente);
     const Mesure sequentiel = mesurer(stations, false);
     const Mesure concurrent = mesurer(stations, true);
-    resumer("sequential pings:", sequentiel);
-    resumer("concurrent pings:", concurrent);
-    std::printf("targets: sequential >= 10 s, concurrent <= 1.5 s\n");
+    resumer("one after the other:", sequentiel);
+    resumer("concurrently:", concurrent);
     const bool memes = sequentiel.rapports == concurrent.rapports && sequentiel.rapports.size() == stations.size();
     std::printf("same reports in the same order: %s\n", memes ? "yes" : "NO");
     return memes ? 0 : 1;

@@ -22,9 +22,11 @@ enum class MethodePing {
     CommandePing,     // /usr/bin/ping
 };
 
-// One ICMP echo (32 bytes of "A", TTL 255) to `station`, waiting at most `delaiMs`. True when a reply came, of any
-// kind that answers this echo (an "unreachable" from a router included); `adresse` then receives the replying
-// address. An unknown name or silence gives false quietly; no way at all to send an echo is reported in a box.
+// One ICMP echo (32 bytes of "A", TTL 255) to `station`, waiting at most `delaiMs`. True when a reply came that
+// answers this echo (an error quoting it included, "time exceeded" for instance); `adresse` then receives the
+// replying address. "Host unreachable" (or "network unreachable"), from a router or from the kernel when the
+// neighbour does not answer, gives false at once: nobody is there. An unknown name or silence gives false quietly;
+// no way at all to send an echo is reported in a box.
 bool gPingStation(const QString& station, QString* adresse, int delaiMs, MethodePing methode = MethodePing::Auto);
 
 // The workstation's LAN group: "workgroup" of the [global] section of smb.conf in upper case, else "WORKGROUP".
@@ -32,7 +34,7 @@ bool gPingStation(const QString& station, QString* adresse, int delaiMs, Methode
 QString gObtenirNomDomainePrincipal();
 
 // The stations of a workgroup without a browser: a broadcast name query for GROUP<00> on every broadcast interface,
-// answered by each member, then a node status of each member; its unique <00> (computer) and <03> (messenger) names,
+// answered by each member, then a node status of each member; its unique <00> (computer) and <20> (server) names,
 // sorted. Each of the two rounds waits `delaiMs`. `port` is where the name service listens (tests move it).
 QStringList gListerStationsGroupeTravail(const QString& groupe, int delaiMs, quint16 port = 137);
 

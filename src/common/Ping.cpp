@@ -13,6 +13,7 @@
 #include <cstring>
 #include <linux/errqueue.h>
 #include <netinet/in.h>
+#include <optional>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -26,7 +27,9 @@ constexpr int DureeDeVie = 255;
 constexpr unsigned char EchoReponse = 0;
 constexpr unsigned char EchoDemande = 8;
 
-enum class Issue { Reponse, Silence, Impossible };
+// Injoignable: "host unreachable" and its kind, which say that nobody is there (the kernel's own when the neighbour
+// does not answer); a connection after it would only wait for the same answer.
+enum class Issue { Reponse, Silence, Injoignable, Impossible };
 
 struct Echo
 {
@@ -81,29 +84,41 @@ QByteArray demandeEcho(quint16 id, quint16 sequence)
     return paquet;
 }
 
-// Any answer to the echo counts, an "unreachable" or "time exceeded" quoting it as well.
-bool repond(const unsigned char* icmp, size_t n, const Echo& echo)
+// Destination unreachable, and whether its code says that there is no such network or host.
+constexpr unsigned char Inaccessible = 3;
+bool personne(unsigned char type, unsigned char code)
+{
+    return type == Inaccessible && (code == 0 || code == 1 || code == 6 || code == 7);
+}
+
+// What an ICMP message says of the echo: nothing (nullopt) when it does not concern it. An echo reply and other
+// errors quoting the echo ("time exceeded", "prohibited") count as an answer.
+std::optional<Issue> lireReponse(const unsigned char* icmp, size_t n, const Echo& echo)
 {
     if (n < 8) {
-        return false;
+        return std::nullopt;
     }
     if (icmp[0] == EchoReponse) {
-        return lire16(icmp + 4) == echo.id && lire16(icmp + 6) == echo.sequence;
+        return lire16(icmp + 4) == echo.id && lire16(icmp + 6) == echo.sequence ? std::optional(Issue::Reponse)
+                                                                                : std::nullopt;
     }
-    if (icmp[0] != 3 && icmp[0] != 11 && icmp[0] != 12) {
-        return false;
+    if (icmp[0] != Inaccessible && icmp[0] != 11 && icmp[0] != 12) {
+        return std::nullopt;
     }
     const unsigned char* ip = icmp + 8;
     const size_t longueurIp = n >= 28 ? size_t(ip[0] & 0x0F) * 4 : 0;
     if (longueurIp < 20 || n < 8 + longueurIp + 8 || ip[9] != IPPROTO_ICMP) {
-        return false;
+        return std::nullopt;
     }
     const unsigned char* cite = ip + longueurIp;
-    return cite[0] == EchoDemande && lire16(cite + 4) == echo.id && lire16(cite + 6) == echo.sequence;
+    if (cite[0] != EchoDemande || lire16(cite + 4) != echo.id || lire16(cite + 6) != echo.sequence) {
+        return std::nullopt;
+    }
+    return personne(icmp[0], icmp[1]) ? Issue::Injoignable : Issue::Reponse;
 }
 
 // An ICMP socket reports errors through its error queue, with the address of the station that sent them.
-bool erreurRepond(int fd, const Echo& echo)
+std::optional<Issue> lireErreur(int fd, const Echo& echo)
 {
     unsigned char donnees[576];
     alignas(cmsghdr) char controle[512];
@@ -115,7 +130,7 @@ bool erreurRepond(int fd, const Echo& echo)
     message.msg_controllen = sizeof controle;
     const ssize_t n = ::recvmsg(fd, &message, MSG_ERRQUEUE | MSG_DONTWAIT);
     if (n < 8 || donnees[0] != EchoDemande || lire16(donnees + 6) != echo.sequence) {
-        return false;
+        return std::nullopt;
     }
     for (cmsghdr* c = CMSG_FIRSTHDR(&message); c != nullptr; c = CMSG_NXTHDR(&message, c)) {
         if (c->cmsg_level != SOL_IP || c->cmsg_type != IP_RECVERR) {
@@ -123,15 +138,22 @@ bool erreurRepond(int fd, const Echo& echo)
         }
         sock_extended_err erreur;
         std::memcpy(&erreur, CMSG_DATA(c), sizeof erreur);
+        if (erreur.ee_origin == SO_EE_ORIGIN_LOCAL
+            && (erreur.ee_errno == EHOSTUNREACH || erreur.ee_errno == ENETUNREACH)) {
+            return Issue::Injoignable;
+        }
         if (erreur.ee_origin != SO_EE_ORIGIN_ICMP) {
-            return false;
+            return std::nullopt;
+        }
+        if (personne(erreur.ee_type, erreur.ee_code)) {
+            return Issue::Injoignable;
         }
         sockaddr_in emetteur;
         std::memcpy(&emetteur, CMSG_DATA(c) + sizeof erreur, sizeof emetteur);
         *echo.adresse = texteAdresse(emetteur.sin_addr);
-        return true;
+        return Issue::Reponse;
     }
-    return false;
+    return std::nullopt;
 }
 
 Issue pingSocket(int type, Echo echo)
@@ -154,7 +176,7 @@ Issue pingSocket(int type, Echo echo)
     const QByteArray paquet = demandeEcho(echo.id, echo.sequence);
     if (::sendto(fd, paquet.constData(), size_t(paquet.size()), 0, reinterpret_cast<sockaddr*>(&vers), sizeof vers)
         < 0) {
-        return Issue::Silence;
+        return errno == EHOSTUNREACH || errno == ENETUNREACH ? Issue::Injoignable : Issue::Silence;
     }
     if (!brut) {
         // The kernel puts the socket's port in place of our identifier.
@@ -174,8 +196,8 @@ Issue pingSocket(int type, Echo echo)
             return Issue::Silence;
         }
         if (!brut && (attente.revents & POLLERR)) {
-            if (erreurRepond(fd, echo)) {
-                return Issue::Reponse;
+            if (const auto issue = lireErreur(fd, echo)) {
+                return *issue;
             }
             continue;
         }
@@ -187,9 +209,12 @@ Issue pingSocket(int type, Echo echo)
             continue;
         }
         const size_t entete = brut ? size_t(tampon[0] & 0x0F) * 4 : 0;
-        if (size_t(n) > entete && repond(tampon + entete, size_t(n) - entete, echo)) {
+        const auto issue = size_t(n) > entete ? lireReponse(tampon + entete, size_t(n) - entete, echo) : std::nullopt;
+        if (issue == Issue::Reponse) {
             *echo.adresse = texteAdresse(de.sin_addr);
-            return Issue::Reponse;
+        }
+        if (issue) {
+            return *issue;
         }
     }
 }
@@ -224,11 +249,15 @@ Issue pingCommande(const Echo& echo)
         return Issue::Silence;
     }
     // "40 bytes from A.B.C.D: ..." for a reply, "From A.B.C.D icmp_seq=1 Destination ..." for an error.
-    static const QRegularExpression reponse(QStringLiteral(R"(^(?:\d+ bytes from|From) (\d+\.\d+\.\d+\.\d+))"),
-                                            QRegularExpression::MultilineOption);
+    static const QRegularExpression reponse(
+        QStringLiteral(R"(^(?:\d+ bytes from|From) (\d+\.\d+\.\d+\.\d+)(.*Destination (?:Host|Net) Unreachable)?)"),
+        QRegularExpression::MultilineOption);
     const QRegularExpressionMatch trouve = reponse.match(QString::fromLatin1(ping.readAllStandardOutput()));
     if (!trouve.hasMatch()) {
         return Issue::Silence;
+    }
+    if (trouve.hasCaptured(2)) {
+        return Issue::Injoignable;
     }
     *echo.adresse = trouve.captured(1);
     return Issue::Reponse;

@@ -9,9 +9,11 @@
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
 #include "messenger/Transport.h"
+#include "messenger/codec/ResultCodes.h"
 
 #include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <system_error>
@@ -23,9 +25,10 @@ namespace pv {
 namespace {
 
 constexpr int TaillePartie = 880;
-constexpr int PingsSimultanesMax = 64;
+constexpr size_t StationsSimultaneesMax = 64;
 const QString SautLigne = QStringLiteral("\r\n");
 const QString BaliseAdresse = QStringLiteral("%UserIPAddress%");
+const QString MarqueCryptage = QStringLiteral("[PVEncrypt]");
 
 // What the send reads from the program-wide state, copied when it starts so that the window may change it.
 struct Instantane
@@ -62,6 +65,12 @@ QString composer(const QString& texte, const Parametres& p)
     return texte + SautLigne + SautLigne + p.signature;
 }
 
+// "[01/02]" and a line break; the numbers widen past 99.
+QString enTete(qsizetype i, qsizetype n)
+{
+    return QStringLiteral("[%1/%2]").arg(i, 2, 10, QLatin1Char('0')).arg(n, 2, 10, QLatin1Char('0')) + SautLigne;
+}
+
 // 880 characters and more go as numbered parts; exactly 880 is one part with the header "[01/01]".
 QStringList decouper(const QString& message)
 {
@@ -72,10 +81,50 @@ QStringList decouper(const QString& message)
     const qsizetype n = longueur / TaillePartie + (longueur % TaillePartie != 0 ? 1 : 0);
     QStringList parties;
     for (qsizetype i = 1; i <= n; ++i) {
-        parties.append(QStringLiteral("[%1/%2]").arg(i, 2, 10, QLatin1Char('0')).arg(n, 2, 10, QLatin1Char('0'))
-                       + SautLigne + message.mid(TaillePartie * (i - 1), TaillePartie));
+        parties.append(enTete(i, n) + message.mid(TaillePartie * (i - 1), TaillePartie));
     }
     return parties;
+}
+
+// Pieces of at most `taille` characters that split neither a CR LF nor a surrogate pair.
+QStringList morceaux(const QString& message, qsizetype taille)
+{
+    QStringList out;
+    for (qsizetype debut = 0; debut < message.size();) {
+        qsizetype longueur = std::min(taille, message.size() - debut);
+        const qsizetype fin = debut + longueur;
+        if (longueur > 1 && fin < message.size()
+            && ((message[fin - 1] == u'\r' && message[fin] == u'\n') || message[fin - 1].isHighSurrogate())) {
+            --longueur;
+        }
+        out.append(message.mid(debut, longueur));
+        debut += longueur;
+    }
+    return out;
+}
+
+// A domain broadcast goes as one datagram per part, so each part, its header included, must fit `place`
+// characters (a character takes at most one byte of the OEM code page, CR LF two). The numbering is that of
+// decouper: the receiver joins both alike.
+QStringList decouperDiffusion(const QString& message, qsizetype place)
+{
+    if (message.size() <= place && message.size() < TaillePartie) {
+        return {message};
+    }
+    for (qsizetype chiffres = 2;; ++chiffres) {
+        const qsizetype taille = place - (2 * chiffres + 5); // the widest header: "[nn/nn]" CR LF
+        if (taille < 2) {
+            return {message}; // no room at all: the transport refuses it with a reason
+        }
+        const QStringList pieces = morceaux(message, taille);
+        if (QString::number(pieces.size()).size() <= chiffres) {
+            QStringList parties;
+            for (qsizetype i = 0; i < pieces.size(); ++i) {
+                parties.append(enTete(i + 1, pieces.size()) + pieces[i]);
+            }
+            return parties;
+        }
+    }
 }
 
 QStringList listerStations(const DestinataireChoisi& d, const Instantane& s)
@@ -103,86 +152,106 @@ QStringList listerStations(const DestinataireChoisi& d, const Instantane& s)
     return stations;
 }
 
-// Ahead of the send loop, at most PingsSimultanesMax at once; the loop takes each result in list order.
-class PingsAnticipes
+// What the send did for one station, ahead of the loop that reports it.
+struct IssueStation
+{
+    QString station; // "*" already made the primary domain's
+    QString adresse; // from the ping
+    bool joignable = true;
+    int code = 0;
+};
+
+// The stations of a group are pinged and sent to concurrently, at most StationsSimultaneesMax at once and begun in
+// list order; the send loop takes each result in that order. Once `arret` is set no station is begun.
+class TravauxAnticipes
 {
 public:
-    PingsAnticipes(const FonctionPing& ping, const QStringList& stations, const std::vector<bool>& aPinger, int delai)
-        : m_resultats(stations.size())
+    using Travail = std::function<IssueStation(qsizetype)>;
+
+    TravauxAnticipes(qsizetype nombre, Travail travail, const std::atomic<bool>& arret)
+        : m_travail(std::move(travail))
+        , m_arret(arret)
+        , m_resultats(size_t(nombre))
     {
-        for (qsizetype i = 0; i < stations.size(); ++i) {
-            if (aPinger[size_t(i)]) {
-                m_file.push_back(i);
-                m_resultats[size_t(i)].prevu = true;
-            }
-        }
-        const size_t nbFils = std::min<size_t>(m_file.size(), PingsSimultanesMax);
+        const size_t nbFils = std::min<size_t>(size_t(nombre), StationsSimultaneesMax);
         for (size_t f = 0; f < nbFils; ++f) {
             try {
-                lancer(ping, stations, delai);
+                m_fils.emplace_back([this] { servir(); });
             } catch (const std::system_error&) {
-                break; // the threads there are share the work; with none, the loop pings for itself
-            }
-        }
-        if (m_fils.empty()) {
-            for (Resultat& r : m_resultats) {
-                r.prevu = false;
+                break; // the threads there are share the work; with none, the loop does it itself
             }
         }
     }
 
-    ~PingsAnticipes()
+    ~TravauxAnticipes()
     {
-        m_arret = true;
+        {
+            const std::lock_guard verrou(m_verrou);
+            m_fin = true;
+        }
         for (std::thread& f : m_fils) {
             f.join();
         }
     }
 
-    // nullopt when this station was not pinged ahead.
-    std::optional<bool> attendre(qsizetype i, QString* adresse)
+    bool actifs() const { return !m_fils.empty(); }
+
+    // nullopt when the send was stopped before station i was begun.
+    std::optional<IssueStation> attendre(qsizetype i)
     {
         std::unique_lock verrou(m_verrou);
-        if (!m_resultats[size_t(i)].prevu) {
-            return std::nullopt;
+        Resultat& r = m_resultats[size_t(i)];
+        m_pret.wait(verrou, [&] { return r.fini || (!r.commence && m_arretes == m_fils.size()); });
+        if (r.erreur) {
+            std::rethrow_exception(r.erreur);
         }
-        m_pret.wait(verrou, [&] { return m_resultats[size_t(i)].fini; });
-        *adresse = m_resultats[size_t(i)].adresse;
-        return m_resultats[size_t(i)].repond;
+        return r.fini ? std::optional(r.issue) : std::nullopt;
     }
 
 private:
-    void lancer(const FonctionPing& ping, const QStringList& stations, int delai)
+    void servir()
     {
-        m_fils.emplace_back([this, ping, stations, delai] {
-            for (size_t k = m_prochain++; k < m_file.size() && !m_arret; k = m_prochain++) {
-                const qsizetype i = m_file[k];
-                QString adresse;
-                bool repond = false;
-                try {
-                    repond = ping(stations[i], &adresse, delai);
-                } catch (...) {
-                    repond = false;
-                }
+        for (;;) {
+            size_t i = 0;
+            {
                 const std::lock_guard verrou(m_verrou);
-                m_resultats[size_t(i)] = {true, true, repond, adresse};
-                m_pret.notify_all();
+                if (m_fin || m_arret || m_prochain >= m_resultats.size()) {
+                    ++m_arretes;
+                    m_pret.notify_all();
+                    return;
+                }
+                i = m_prochain++;
+                m_resultats[i].commence = true;
             }
-        });
+            IssueStation issue;
+            std::exception_ptr erreur;
+            try {
+                issue = m_travail(qsizetype(i));
+            } catch (...) {
+                erreur = std::current_exception(); // the loop reports it, as it would its own
+            }
+            const std::lock_guard verrou(m_verrou);
+            m_resultats[i].issue = std::move(issue);
+            m_resultats[i].erreur = erreur;
+            m_resultats[i].fini = true;
+            m_pret.notify_all();
+        }
     }
 
     struct Resultat
     {
-        bool prevu = false;
+        bool commence = false;
         bool fini = false;
-        bool repond = false;
-        QString adresse;
+        IssueStation issue;
+        std::exception_ptr erreur;
     };
 
-    std::vector<qsizetype> m_file;
+    Travail m_travail;
+    const std::atomic<bool>& m_arret;
     std::vector<Resultat> m_resultats;
-    std::atomic<size_t> m_prochain {0};
-    std::atomic<bool> m_arret {false};
+    size_t m_prochain = 0;
+    size_t m_arretes = 0;
+    bool m_fin = false;
     std::mutex m_verrou;
     std::condition_variable m_pret;
     std::vector<std::thread> m_fils;
@@ -195,7 +264,7 @@ struct EnvoiMessage::Impl
     EnvoiMessage* q = nullptr;
     FonctionTransport transport;
     FonctionPing ping;
-    std::atomic<bool> pingsConcurrents {true};
+    std::atomic<bool> concurrents {true};
     std::atomic<bool> enCours {false};
     std::atomic<bool> arret {false};
     std::thread fil;
@@ -254,26 +323,67 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
     bool groupe = false;
     try {
         const QString tape = sautsCrLf(demande.texte);
+        const QString message = composer(tape, p);
         // Holds the composed message, then what was stored for the last station that got it: the
         // "%UserIPAddress%" test below is made on it, so a scrambled record hides the placeholder from later
         // stations. Kept on purpose.
-        QString travail = composer(tape, p);
-        const QStringList parties = decouper(travail);
+        QString travail = message;
+        const QStringList parties = decouper(message);
         const QString stocke = demande.crypter ? gTexteCrypte(gEncoderTexte(tape)) : gEncoderTexte(tape);
         const QStringList stations = listerStations(demande.destinataire, s);
         groupe = stations.size() > 1;
 
-        std::optional<PingsAnticipes> anticipes;
-        if (groupe && pingsConcurrents) {
-            // A station may need the ping for its address while either text holds the placeholder; a result the
-            // loop does not ask for is dropped.
-            const bool pourAdresse = travail.contains(BaliseAdresse, Qt::CaseInsensitive)
-                                     || stocke.contains(BaliseAdresse, Qt::CaseInsensitive);
-            std::vector<bool> aPinger;
-            for (const QString& station : stations) {
-                aPinger.push_back(!station.contains(QLatin1Char('*')) && (p.pingStationAvantEnvoi || pourAdresse));
+        const bool expediteurValide = isValidSenderName(p.expediteur);
+        // One station's ping and send; pourAdresse: the station is pinged for its address even with the ping off.
+        const auto traiter = [&](qsizetype i, bool pourAdresse) {
+            IssueStation issue;
+            issue.station = stations[i];
+            QString& station = issue.station;
+            const bool diffusion = station.contains(QLatin1Char('*'));
+            if (diffusion) {
+                if (station == QLatin1String("*")) {
+                    station = gObtenirNomDomainePrincipal() + QLatin1Char('*');
+                }
+            } else if (p.pingStationAvantEnvoi || pourAdresse) {
+                // Without the setting the ping only learns the address.
+                issue.joignable = ping(station, &issue.adresse, p.delaiAttente) || !p.pingStationAvantEnvoi;
             }
-            anticipes.emplace(ping, stations, aPinger, p.delaiAttente);
+            if (!issue.joignable || !expediteurValide) {
+                issue.code = expediteurValide ? -1 : codec::netapi::InvalidParameter;
+                return issue;
+            }
+            QStringList textes;
+            if (diffusion) {
+                const qsizetype place
+                    = qsizetype(domainTextRoom(station, p.expediteur)) - (demande.crypter ? MarqueCryptage.size() : 0);
+                textes = decouperDiffusion(
+                    sautsCrLf(gRemplacerVariables(station, issue.adresse, message, s.utilisateurs)), place);
+            } else {
+                for (const QString& partie : parties) {
+                    textes.append(gRemplacerVariables(station, issue.adresse, partie, s.utilisateurs));
+                }
+            }
+            for (const QString& t : textes) {
+                issue.code = transport(station, p.expediteur, demande.crypter ? gTexteCrypte(t) : t);
+                if (issue.code != 0) {
+                    break;
+                }
+            }
+            return issue;
+        };
+
+        // Ahead of the loop when no station's need of an address hangs on an earlier station's success (see
+        // travail): then either text holds the placeholder, or neither.
+        std::optional<TravauxAnticipes> anticipes;
+        if (groupe && this->concurrents
+            && message.contains(BaliseAdresse, Qt::CaseInsensitive)
+                   == stocke.contains(BaliseAdresse, Qt::CaseInsensitive)) {
+            const bool pourAdresse = message.contains(BaliseAdresse, Qt::CaseInsensitive);
+            anticipes.emplace(
+                stations.size(), [&traiter, pourAdresse](qsizetype i) { return traiter(i, pourAdresse); }, arret);
+            if (!anticipes->actifs()) {
+                anticipes.reset();
+            }
         }
 
         if (groupe) {
@@ -284,41 +394,26 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
 
         bool succes = !stations.isEmpty();
         QDateTime dernierEnregistrement;
-        for (qsizetype i = 0; i < stations.size() && !arret; ++i) {
-            QString station = stations[i];
-            QString adresse;
-            bool joignable = true;
-            if (station.contains(QLatin1Char('*'))) {
-                if (station == QLatin1String("*")) {
-                    station = gObtenirNomDomainePrincipal() + QLatin1Char('*');
-                }
-            } else if (p.pingStationAvantEnvoi || travail.contains(BaliseAdresse, Qt::CaseInsensitive)) {
-                std::optional<bool> repond = anticipes ? anticipes->attendre(i, &adresse) : std::nullopt;
-                if (!repond) {
-                    repond = ping(station, &adresse, p.delaiAttente);
-                }
-                // Without the setting the ping only learns the address.
-                joignable = *repond || !p.pingStationAvantEnvoi;
+        for (qsizetype i = 0; i < stations.size(); ++i) {
+            std::optional<IssueStation> issue;
+            if (anticipes) {
+                issue = anticipes->attendre(i); // what was begun before a stop is still recorded
+            } else if (!arret) {
+                issue = traiter(i, travail.contains(BaliseAdresse, Qt::CaseInsensitive));
             }
+            if (!issue) {
+                break;
+            }
+            const QString& station = issue->station;
 
             ResultatStation r;
             r.station = station;
+            r.code = issue->code;
             bool connu = false;
             const Utilisateur u = gRechercherUtilisateurDans(s.utilisateurs, station, &connu);
             r.affichage = p.afficherStationAvecNomIP && connu
                               ? u.description + QStringLiteral(" (") + station + QLatin1Char(')')
                               : station;
-            if (!joignable) {
-                r.code = -1;
-            } else {
-                for (const QString& partie : parties) {
-                    const QString developpe = gRemplacerVariables(station, adresse, partie, s.utilisateurs);
-                    r.code = transport(station, p.expediteur, demande.crypter ? gTexteCrypte(developpe) : developpe);
-                    if (r.code != 0) {
-                        break;
-                    }
-                }
-            }
             if (r.code == 0) {
                 // One key per record even when the clock has not moved on since the last one.
                 QDateTime moment = gMaintenant();
@@ -334,7 +429,9 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
                     r.texte += QStringLiteral(" (") + dateHeure(gMaintenant()) + QLatin1Char(')');
                 }
             } else {
-                r.texte = joignable ? texteEchec(r.code, station) : texte("StationInexistante", {station});
+                r.texte = !issue->joignable   ? texte("StationInexistante", {station})
+                          : !expediteurValide ? texte("ExpediteurInvalide", {p.expediteur})
+                                              : texteEchec(r.code, station);
                 r.echec = true;
                 succes = false;
             }
@@ -418,9 +515,9 @@ bool EnvoiMessage::envoyerMaintenant(const DemandeEnvoi& demande)
     return d->executer(demande, Impl::prendreInstantane(), true);
 }
 
-void EnvoiMessage::setPingsConcurrents(bool actif)
+void EnvoiMessage::setStationsConcurrentes(bool actif)
 {
-    d->pingsConcurrents = actif;
+    d->concurrents = actif;
 }
 
 } // namespace pv

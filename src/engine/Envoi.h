@@ -57,8 +57,9 @@ public:
     bool enCours() const;
     // Runs a send on the calling thread, for tests and benchmarks; the signals are emitted all the same.
     bool envoyerMaintenant(const DemandeEnvoi& demande);
-    // The pings of a send to several stations run concurrently ahead of the send loop (on by default).
-    void setPingsConcurrents(bool actif);
+    // The stations of a send to several are pinged and sent to concurrently ahead of the loop that reports them in
+    // list order (on by default).
+    void setStationsConcurrentes(bool actif);
 
 Q_SIGNALS:
     void debutGroupe(const QString& ligne); // several stations: the heading line of the group window

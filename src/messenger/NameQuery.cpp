@@ -114,54 +114,77 @@ private:
 
 } // namespace
 
-std::vector<uint32_t>
-broadcastNameQuery(const codec::NetbiosName& name, const NameQueryOptions& options, QString* error)
+namespace {
+
+// A broadcast query for each of `names` at once, each with its own transaction id: the addresses that answered
+// each name, each once, in order of arrival. With options.firstAnswer it ends at the first answer for names[0],
+// or at the end of the round in which another name was answered.
+std::vector<std::vector<uint32_t>>
+broadcastNameQueries(std::span<const codec::NetbiosName> names, const NameQueryOptions& options, QString* error)
 {
+    std::vector<std::vector<uint32_t>> found(names.size());
     QString why;
     const std::vector<Ipv4Interface> interfaces = broadcastInterfaces(&why);
     if (interfaces.empty()) {
         setError(error, why.isEmpty() ? QStringLiteral("no network interface with a broadcast address") : why);
-        return {};
+        return found;
     }
-    const auto id = uint16_t(QRandomGenerator::global()->generate());
-    const auto query = codec::buildNameQuery(id, name, true);
-    if (!query) {
-        setError(error, QString::fromLatin1(codec::codecErrorText(query.error())));
-        return {};
+    const auto firstId = uint16_t(QRandomGenerator::global()->generate());
+    std::vector<std::vector<uint8_t>> queries;
+    for (size_t n = 0; n < names.size(); ++n) {
+        auto query = codec::buildNameQuery(uint16_t(firstId + n), names[n], true);
+        if (!query) {
+            setError(error, QString::fromLatin1(codec::codecErrorText(query.error())));
+            return found;
+        }
+        queries.push_back(std::move(*query));
     }
     UdpSocket socket;
     if (!socket.valid()) {
         setError(error, systemError("cannot open a UDP socket"));
-        return {};
+        return found;
     }
     const int attempts = std::max(options.attempts, 1);
     const qint64 wait = std::max(options.timeoutMs, 0);
-    std::vector<uint32_t> found;
     QElapsedTimer clock;
     clock.start();
     for (int attempt = 1; attempt <= attempts; ++attempt) {
-        for (const Ipv4Interface& i : interfaces) {
-            socket.send(*query, i.broadcast, options.port);
+        for (const auto& query : queries) {
+            for (const Ipv4Interface& i : interfaces) {
+                socket.send(query, i.broadcast, options.port);
+            }
         }
         const qint64 endMs = wait * attempt / attempts;
         for (auto packet = socket.receive(clock, endMs); !packet.empty(); packet = socket.receive(clock, endMs)) {
             const auto answer = codec::parseNameQueryResponse(packet);
-            if (!answer || answer->id != id || !answer->isPositive() || answer->name.name != name.name
-                || answer->name.suffix != name.suffix) {
+            const size_t n = answer ? uint16_t(answer->id - firstId) : names.size();
+            if (n >= names.size() || !answer->isPositive() || answer->name.name != names[n].name
+                || answer->name.suffix != names[n].suffix) {
                 continue;
             }
             // Each holder answers every copy of the query (nmbd even answers twice).
             for (const codec::NbAddress& a : answer->addresses) {
-                if (std::find(found.begin(), found.end(), a.ip) == found.end()) {
-                    found.push_back(a.ip);
+                if (std::find(found[n].begin(), found[n].end(), a.ip) == found[n].end()) {
+                    found[n].push_back(a.ip);
                 }
             }
-            if (options.firstAnswer) {
+            if (options.firstAnswer && n == 0) {
                 return found;
             }
         }
+        if (options.firstAnswer && std::any_of(found.begin(), found.end(), [](auto& f) { return !f.empty(); })) {
+            return found;
+        }
     }
     return found;
+}
+
+} // namespace
+
+std::vector<uint32_t>
+broadcastNameQuery(const codec::NetbiosName& name, const NameQueryOptions& options, QString* error)
+{
+    return broadcastNameQueries(std::span(&name, 1), options, error).front();
 }
 
 std::map<uint32_t, std::vector<codec::NodeStatusEntry>>
@@ -269,10 +292,12 @@ std::optional<uint32_t> resolveStation(
     if (auto ip = resolveIpv4(station, timeoutMs)) {
         return ip;
     }
-    for (const uint8_t suffix : {codec::kSuffixMessenger, codec::kSuffixWorkstation}) {
-        codec::NetbiosName asked = name;
-        asked.suffix = suffix;
-        const auto found = broadcastNameQuery(asked, {nameServicePort, timeoutMs, 3, true}, error);
+    // Both at once, so that a missing name costs one time-out; the messenger name wins, as it may be an alias
+    // held by another station than the computer of that name.
+    codec::NetbiosName asked[] = {name, name};
+    asked[0].suffix = codec::kSuffixMessenger;
+    asked[1].suffix = codec::kSuffixWorkstation;
+    for (const auto& found : broadcastNameQueries(asked, {nameServicePort, timeoutMs, 3, true}, error)) {
         if (!found.empty()) {
             return found.front();
         }

@@ -38,8 +38,9 @@ std::optional<uint32_t> resolveIpv4(const QString& host, int timeoutMs);
 // The same with every address the resolver gives, each once, in its order.
 std::vector<uint32_t> resolveIpv4All(const QString& host, int timeoutMs);
 
-// A station's address: an IPv4 literal, else the resolver, else a NetBIOS broadcast query for NAME<03>, then
-// NAME<00> (names the resolver does not know, as on a LAN without DNS). Each step takes at most timeoutMs.
+// A station's address: an IPv4 literal, else the resolver, else NetBIOS broadcast queries for NAME<03> and NAME<00>
+// at once, the holder of NAME<03> preferred (names the resolver does not know, as on a LAN without DNS). Each of the
+// two steps takes at most timeoutMs.
 std::optional<uint32_t> resolveStation(const codec::NetbiosName& name,
                                        const QString& station,
                                        int timeoutMs,

@@ -462,7 +462,9 @@ void MessengerService::Impl::handleFrame(Connection& c)
             return;
         }
         refreshNames();
-        if (frame->called.suffix == kSuffixMessenger && isOurName(frame->called)) {
+        // *SMBSERVER<20> is what a sender calls when it knows only the address; smbd takes it too.
+        if ((frame->called.suffix == kSuffixMessenger && isOurName(frame->called))
+            || (frame->called.suffix == kSuffixServer && frame->called.name == "*SMBSERVER")) {
             c.session = true;
             send(c, buildPositiveSessionResponse());
         } else {

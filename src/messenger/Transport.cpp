@@ -290,16 +290,23 @@ Outcome sendSession(const SendOptions& options,
     return exchange(connection, end, options.replyTimeoutMs);
 }
 
+size_t mailslotTextRoom(const std::string& from, const std::string& to)
+{
+    return kMailslotPayloadMax - std::min(kMailslotPayloadMax, from.size() + to.size() + 3);
+}
+
 Outcome broadcastToDomain(const SendOptions& options,
                           const NetbiosName& domain,
                           const NetbiosName& calling,
                           MailslotMessage message)
 {
-    // The whole payload must fit one mailslot write; the text gives way.
-    const size_t room
-        = kMailslotPayloadMax - std::min(kMailslotPayloadMax, message.from.size() + message.to.size() + 3);
-    const bool cut = message.text.size() > room;
-    message.text.resize(std::min(message.text.size(), room));
+    // The whole payload must fit one mailslot write: a text cut here would be lost without a word.
+    if (const size_t room = mailslotTextRoom(message.from, message.to); message.text.size() > room) {
+        return {netapi::InvalidParameter,
+                QStringLiteral("the text takes %1 bytes, and a domain message from this sender holds %2")
+                    .arg(message.text.size())
+                    .arg(room)};
+    }
     std::replace(message.text.begin(), message.text.end(), '\0', '?');
     const auto mailslot = buildMessengerMailslot(message);
     if (!mailslot) {
@@ -343,11 +350,7 @@ Outcome broadcastToDomain(const SendOptions& options,
     if (sentOn.isEmpty()) {
         return {netapi::BadNetPath, QStringLiteral("cannot send the datagram: ") + why};
     }
-    QString detail = QStringLiteral("datagram sent to ") + sentOn.join(QStringLiteral(", "));
-    if (cut) {
-        detail += QStringLiteral("; text cut to %1 bytes").arg(message.text.size());
-    }
-    return {netapi::Success, detail};
+    return {netapi::Success, QStringLiteral("datagram sent to ") + sentOn.join(QStringLiteral(", "))};
 }
 
 Outcome send(const SendOptions& options, const QString& station, const QString& from, const QString& text)
@@ -427,6 +430,19 @@ uint16_t defaultSmbPort()
     bool ok = false;
     const uint port = qEnvironmentVariable("PILVANOR_SMB_PORT").toUInt(&ok);
     return ok && port > 0 && port <= 0xFFFF ? uint16_t(port) : kSessionServicePort;
+}
+
+bool isValidSenderName(const QString& from, OemCodePage codePage)
+{
+    return netbiosNameFromText(from.isEmpty() ? localStationName() : from, kSuffixWorkstation, codePage).ok();
+}
+
+size_t domainTextRoom(const QString& station, const QString& from, OemCodePage codePage)
+{
+    // Both as send() puts them in the datagram.
+    const auto fromBytes = encodeOemText(from.isEmpty() ? localStationName() : from, codePage, '?');
+    const auto toBytes = encodeOemText(station, codePage, '?');
+    return fromBytes && toBytes ? mailslotTextRoom(*fromBytes, *toBytes) : 0;
 }
 
 int netMessageBufferSend(

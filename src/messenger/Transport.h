@@ -40,6 +40,15 @@ int netMessageBufferSend(const SendOptions& options,
                          const QString& text,
                          QString* detail = nullptr);
 
+// Whether `from` can be the sender of a message: a NetBIOS name (at most 15 OEM bytes, none of \ / : * ? " < > |).
+// An empty one stands for the host name.
+bool isValidSenderName(const QString& from, codec::OemCodePage codePage = codec::OemCodePage::Cp850);
+
+// The room for the text of a domain broadcast to `station` ("WORKGROUP*") from `from`, in OEM bytes with CR LF line
+// breaks: one mailslot write holds From, To and the text, each ended by a NUL. A longer text is refused (87).
+size_t
+domainTextRoom(const QString& station, const QString& from, codec::OemCodePage codePage = codec::OemCodePage::Cp850);
+
 // A fixed English description of a result code, as a sentence fragment ("the parameter is incorrect").
 QString netMessageResultText(int code);
 

@@ -55,8 +55,9 @@ QStringList listWorkgroupStations(const QString& group, int timeoutMs, uint16_t 
     QSet<QString> stations;
     for (const auto& [ip, names] : nodeStatus(members, {nameServicePort, qMax(timeoutMs, 0), 2, false})) {
         for (const NodeStatusEntry& entry : names) {
+            // Computers only: a <03> name may be a user or an alias of some other station.
             if (!(entry.flags & kNbGroup)
-                && (entry.name.suffix == kSuffixWorkstation || entry.name.suffix == kSuffixMessenger)) {
+                && (entry.name.suffix == kSuffixWorkstation || entry.name.suffix == kSuffixServer)) {
                 stations.insert(decodeOemText(entry.name.name, OemCodePage::Cp850));
             }
         }

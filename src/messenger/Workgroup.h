@@ -12,7 +12,7 @@ namespace pv {
 QString machineWorkgroup();
 
 // The stations of a workgroup on the local subnet: a broadcast query of GROUP<00>, which every member answers,
-// then a node status of each member; its unique computer (<00>) and messenger (<03>) names, sorted.
+// then a node status of each member; its unique computer (<00>) and server (<20>) names, sorted.
 QStringList listWorkgroupStations(const QString& group, int timeoutMs, uint16_t nameServicePort = 137);
 
 } // namespace pv

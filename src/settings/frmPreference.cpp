@@ -11,6 +11,7 @@
 #include "engine/GlobalHotKey.h"
 #include "engine/Settings.h"
 #include "messenger/Spool.h"
+#include "messenger/codec/NetbiosName.h"
 #include "settings/frmConfigurationCapture.h"
 
 #include <QApplication>
@@ -106,6 +107,8 @@ frmPreference::frmPreference(QTimer* tmrCaptureMessage, GlobalHotKey* raccourci,
     const auto* chiffres = new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[0-9]*")), this);
     txtDelaiAttente->setValidator(chiffres);
     txtNbMessageMaxHistorique->setValidator(chiffres);
+    // What a NetBIOS name holds: a longer sender could send nothing.
+    txtExpediteur->setMaxLength(int(codec::kNetbiosNameMax));
     connect(txtExpediteur, &QLineEdit::textEdited, this, [this](const QString& texte) {
         // Station names: upper case, no blanks, whether typed or pasted.
         QString nom = texte;

@@ -30,13 +30,19 @@ struct Reseau
     QStringList pings, envois, textes; // envois: station|sender|text
     std::atomic<int> actifs {0}, maxActifs {0};
 
+    // Long enough for concurrent pings and sends to overlap.
+    void occuper()
+    {
+        maxActifs = std::max(maxActifs.load(), ++actifs);
+        QThread::msleep(5);
+        --actifs;
+    }
+
     FonctionPing ping()
     {
         return [this](const QString& station, QString* adresse, int delai) {
             EXPECT_EQ(delai, gParametres().delaiAttente);
-            maxActifs = std::max(maxActifs.load(), ++actifs);
-            QThread::msleep(5); // long enough for concurrent pings to overlap
-            --actifs;
+            occuper();
             const std::lock_guard l(verrou);
             pings.append(station);
             *adresse = absents.contains(station) ? QString() : QStringLiteral("192.0.2.1");
@@ -47,6 +53,7 @@ struct Reseau
     FonctionTransport transport()
     {
         return [this](const QString& station, const QString& expediteur, const QString& texte) {
+            occuper();
             const std::lock_guard l(verrou);
             const auto partie = std::ranges::count_if(envois, [&](auto& e) { return e.startsWith(station + '|'); });
             envois.append(station + '|' + expediteur + '|' + texte);
@@ -104,7 +111,7 @@ protected:
         m_reseau.maxActifs = 0;
         gSupprimerHistorique(true);
         EnvoiMessage envoi(m_reseau.transport(), m_reseau.ping());
-        envoi.setPingsConcurrents(concurrents);
+        envoi.setStationsConcurrentes(concurrents);
         QStringList journal;
         QObject::connect(&envoi, &EnvoiMessage::debutGroupe, [&](const QString& l) { journal.append("debut " + l); });
         QObject::connect(&envoi, &EnvoiMessage::finGroupe, [&](const QString& l) { journal.append("fin " + l); });
@@ -171,6 +178,41 @@ TEST_F(EnvoiTest, CutsLongTextsIntoNumberedParts)
                            + texte.mid(880 * i, 880));
         }
         EXPECT_EQ(m_reseau.textes, parties ? attendu : QStringList {texte}) << longueur;
+    }
+}
+
+// "*" goes as one datagram per part: From "ME", To "WORK*" and three NULs leave 414 of its 424 bytes.
+TEST_F(EnvoiTest, DomainPartsEachFitADatagram)
+{
+    // Placeholders are expanded before the cut: each %Date% takes four characters more.
+    const auto lignes
+        = [](const char* ligne, int longueur) { return QString(ligne).repeated(longueur).left(longueur); };
+    // Text, scrambled, parts.
+    const std::tuple<QString, bool, int> cas[] = {
+        {lignes("x", 414), false, 1},
+        {lignes("x", 415), false, 2},
+        {lignes("%Date% 0123456789 abcdefghijklmnopqrstuvwxyz\r\n", 2000), false, 6},
+        {lignes("%Date% 0123456789 abcdefghijklmnopqrstuvwxyz\r\n", 2000), true, 6},
+        {lignes("0123456789 abcdefghijklmnopqrstuvwxyz\r\n", 100000), false, 249},
+    };
+    for (const auto& [texte, crypter, nombre] : cas) {
+        SCOPED_TRACE(testing::Message() << texte.size() << (crypter ? " scrambled" : ""));
+        envoyer(tape("*", texte, crypter));
+        ASSERT_EQ(m_reseau.textes.size(), nombre);
+        QString recu;
+        for (int i = 0; i < nombre; ++i) {
+            const QString partie = gTexteLisible(m_reseau.textes[i]);
+            EXPECT_LE(m_reseau.textes[i].size(), 414) << i;
+            const QString entete
+                = nombre == 1
+                      ? QString()
+                      : QStringLiteral("[%1/%2]\r\n").arg(i + 1, 2, 10, QChar('0')).arg(nombre, 2, 10, QChar('0'));
+            ASSERT_TRUE(partie.startsWith(entete)) << i;
+            recu += partie.mid(entete.size());
+        }
+        // Every character arrives, placeholders expanded; no CR LF is split between two parts.
+        EXPECT_EQ(recu, gRemplacerVariables("WORK*", "", texte));
+        EXPECT_FALSE(m_reseau.textes.join('|').contains("\r|") || m_reseau.textes.join('|').contains("|\n"));
     }
 }
 
@@ -274,21 +316,49 @@ TEST_F(EnvoiTest, SeveralStationsReportAsAGroup)
               "PC12|Desk %Date% (PC12)|0|Message sent successfully (2004-01-02 03:04:05)|0");
 }
 
-TEST_F(EnvoiTest, ConcurrentPingsChangeNothingObservable)
+TEST_F(EnvoiTest, ConcurrentStationsChangeNothingObservable)
 {
     // Some do not answer, some fail at their second part; WORK* is not pinged.
     m_reseau.absents = {"PC3", "PC10"};
     m_reseau.codes = {{"PC1", {0, 2273}}, {"PC6", {0, 5}}};
     const QString stations = "pc0,pc1,pc2,pc3,pc4,WORK*,pc5,pc6,pc7,pc8,pc9,pc10,pc11";
-    const DemandeEnvoi demande = tape(stations, QString(900, 'y') + "%UserIPAddress%");
-    QList<QStringList> resultats;
-    for (const bool concurrents : {false, true}) {
-        const QStringList journal = envoyer(demande, concurrents); // before reading what it left
-        resultats.append(journal + m_reseau.envois + enregistrements());
-        EXPECT_EQ(m_reseau.maxActifs > 1, concurrents);
+    // With the ping off, the sends alone overlap; a scrambled placeholder needs the stations one after the other.
+    for (const auto& [pingAvantEnvoi, crypter] : {std::pair {true, false}, {false, false}, {false, true}}) {
+        SCOPED_TRACE(testing::Message() << pingAvantEnvoi << crypter);
+        gParametres().pingStationAvantEnvoi = pingAvantEnvoi;
+        const DemandeEnvoi demande = tape(stations, QString(900, 'y') + "%UserIPAddress%", crypter);
+        QList<QStringList> resultats;
+        for (const bool concurrents : {false, true}) {
+            const QStringList journal = envoyer(demande, concurrents); // before reading what it left
+            QStringList envois = m_reseau.envois; // each station's parts in order, the stations in any
+            std::stable_sort(envois.begin(), envois.end(), [](auto& a, auto& b) {
+                return a.section('|', 0, 0) < b.section('|', 0, 0);
+            });
+            resultats.append(journal + envois + enregistrements());
+            EXPECT_EQ(m_reseau.maxActifs > 1, concurrents && !crypter);
+        }
+        EXPECT_EQ(resultats[0].indexOf("termine 0 1"), 15);
+        EXPECT_EQ(resultats[0], resultats[1]);
     }
-    EXPECT_EQ(resultats[0].indexOf("termine 0 1"), 15);
-    EXPECT_EQ(resultats[0], resultats[1]);
+}
+
+TEST_F(EnvoiTest, AnInvalidSenderNameIsSaidPlainly)
+{
+    for (const char* expediteur : {"ABCDEFGHIJKLMNOP", "A*B"}) {
+        gParametres().expediteur = expediteur;
+        EXPECT_EQ(envoyer(tape("pc1,*", "hi")).mid(1, 2),
+                  QStringList({QStringLiteral("PC1|PC1|87|The sender name %1 cannot be a station name: it may hold "
+                                              "15 characters at most, none of them \\ / : * ? \" < > |. Change it "
+                                              "in the preferences.|1")
+                                   .arg(expediteur),
+                               QStringLiteral("WORK*|WORK*|87|The sender name %1 cannot be a station name: it may "
+                                              "hold 15 characters at most, none of them \\ / : * ? \" < > |. Change "
+                                              "it in the preferences.|1")
+                                   .arg(expediteur)}));
+        EXPECT_TRUE(m_reseau.envois.isEmpty());
+    }
+    gParametres().expediteur = "ABCDEFGHIJKLMNO";
+    EXPECT_EQ(envoyer(tape("pc1", "hi")).value(0).section('|', 2, 2), "0");
 }
 
 TEST_F(EnvoiTest, ALongTextIsSentWhole)

@@ -128,7 +128,9 @@ TEST_F(ServiceTest, OnlyItsNamesAndGoodFrames)
         {"bob, not upper-cased by its sender", session("bob"), yes, true},
         {"the host name", session("HOST"), yes, true},
         {"an alias added while it runs", session("CAROL"), yes, true},
+        {"*SMBSERVER<20>, called by address", session("*SMBSERVER", kSuffixServer), yes, true},
         {"BOB<20>", session("BOB", kSuffixServer), no, false},
+        {"*SMBSERVER<03>", session("*SMBSERVER"), no, false},
         {"DAVE", session("DAVE"), no, false},
         {"frame above the limit", hex("00 01 FF FF"), none, false},
         {"session response from a client", hex("82 00 00 00"), none, false},
@@ -148,7 +150,7 @@ TEST_F(ServiceTest, OnlyItsNamesAndGoodFrames)
         EXPECT_EQ(witness.call(SmbCommand::SendText, what), Success);
     }
     EXPECT_EQ(witness.call(SmbCommand::SendEnd), Success);
-    EXPECT_EQ(popups().size(), 5);
+    EXPECT_EQ(popups().size(), 6);
 }
 
 TEST_F(ServiceTest, IdleAndSurplusConnectionsAreClosed)

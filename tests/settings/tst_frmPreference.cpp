@@ -133,6 +133,8 @@ private Q_SLOTS:
         w.txtExpediteur->setCursorPosition(4);
         QTest::keyClicks(w.txtExpediteur, " -");
         w.txtExpediteur->insert(" x y"); // pasted: the same rule
+        w.txtExpediteur->end(false);
+        QTest::keyClicks(w.txtExpediteur, "0123456789"); // a NetBIOS name holds 15
         QTest::keyClicks(w.txtSignature, "Bob");
         QTest::keyClick(w.txtSignature, Qt::Key_Return);
         QTest::keyClicks(w.txtSignature, "Desk 4");
@@ -140,14 +142,14 @@ private Q_SLOTS:
         w.chkMinimiserSysTray->setChecked(false);
         QTest::mouseClick(w.cmdOK, Qt::LeftButton);
         QCOMPARE(w.txtNbMessageMaxHistorique->text(), "12");
-        QCOMPARE(w.txtExpediteur->text(), "JEAN-XYPI");
+        QCOMPARE(w.txtExpediteur->text(), "JEAN-XYPI012345");
         QVERIFY(w.chkMinimiserSysTray->isChecked());
         const QStringList got = {setting("General", "NbMessageMaxHistorique"),
                                  setting("General", "DelaiAttente"),
                                  setting("General", "Expediteur"),
                                  setting("General", "MinimiserSysTray"),
                                  setting("Signature", "Texte")};
-        QCOMPARE(got, QStringList({"12", "500", "JEAN-XYPI", "1", "Bob¶Desk 4"}));
+        QCOMPARE(got, QStringList({"12", "500", "JEAN-XYPI012345", "1", "Bob¶Desk 4"}));
         QVERIFY(m_fixture.boxes.isEmpty());
     }
 
