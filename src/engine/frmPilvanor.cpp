@@ -18,6 +18,7 @@
 #include "engine/LanceurService.h"
 #include "engine/Migration.h"
 #include "engine/Notification.h"
+#include "engine/NotificationBureau.h"
 #include "engine/Settings.h"
 #include "engine/StartUp.h"
 #include "engine/frmEnvoiMessageGroupe.h"
@@ -104,6 +105,7 @@ frmPilvanor::frmPilvanor(QWidget* parent)
     resize(520, 440);
 
     connect(m_hotKey, &GlobalHotKey::activated, this, &frmPilvanor::restaurer);
+    relierBureau();
     connect(tmrCaptureMessage, &QTimer::timeout, this, &frmPilvanor::mCapturerMessage);
     connect(qApp, &QGuiApplication::commitDataRequest, this, [this] { m_quitter = true; });
 }
@@ -375,9 +377,7 @@ void frmPilvanor::charger()
     Parametres& p = gParametres();
     tmrCaptureMessage->setInterval(qMax(1, p.intervalleCaptureMessage));
     tmrCaptureMessage->start();
-    if (const auto touches = parseHotKeyText(p.touchesAccesRapide)) {
-        m_hotKey->registerHotKey(*touches);
-    }
+    enregistrerRaccourci(parseHotKeyText(p.touchesAccesRapide));
 
     const QString dossierProgramme = gDossierProgramme();
     gMettreDeCoteAnciensHistoriques(dossierProgramme);
@@ -749,16 +749,7 @@ void frmPilvanor::mRepondre(const QString& pstrStation,
                 + texte.replace(QStringLiteral("\r\n"), QStringLiteral("\r\n") + prefixe);
     }
     txtMessage->setPlainText(texte.replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
-    optDestinataire[0]->setChecked(true);
-    remplirDestinataires();
-    for (int i = 0; i < cboDestinataire->count(); ++i) {
-        if (gObtenirStation(cboDestinataire->itemText(i)).trimmed().toUpper() == station) {
-            cboDestinataire->setCurrentIndex(i);
-            return;
-        }
-    }
-    // Not kept as a user: the reply still goes to the sender, never to whoever the list shows first.
-    cboDestinataire->setEditText(station);
+    choisirStation(station);
 }
 
 void frmPilvanor::supprimerHistorique(bool envoye)
@@ -822,7 +813,7 @@ void frmPilvanor::mCapturerMessage()
     }
 }
 
-void frmPilvanor::afficherRappel(const RappelDeclenche& rappel)
+void frmPilvanor::ouvrirRappel(const RappelDeclenche& rappel)
 {
     auto* f = new frmMessage(TypeFenetre::Rappel);
     f->mstrExpediteur = QStringLiteral("Pilvanor Reminder");
@@ -870,12 +861,15 @@ void frmPilvanor::mNotifierMessage(const MessageCapture& message)
     const Parametres& p = gParametres();
     ++m_nbNouveauxMessages;
     mMettreAJourPVSysTray();
-    const bool bulle = picSysTray && QSystemTrayIcon::isSystemTrayAvailable() && QSystemTrayIcon::supportsMessages();
+    const bool zone = zoneNotificationDisponible();
+    const bool bulle = picSysTray && zone && QSystemTrayIcon::supportsMessages();
+    const QString de = gLigneMessageDe(p.fichierLangue, message.description, message.expediteur);
     if (p.affichageMessage == AffichageMessage::InfoBulle && bulle) {
         m_bullesNonLues.append(message);
-        picSysTray->showMessage(
-            gLigneMessageDe(p.fichierLangue, message.description, message.expediteur).left(LongueurMaxTitreBulle),
-            message.texte.left(LongueurMaxTexteBulle));
+        picSysTray->showMessage(de.left(LongueurMaxTitreBulle), message.texte.left(LongueurMaxTexteBulle));
+    } else if (p.affichageMessage == AffichageMessage::InfoBulle && !zone
+               && notifierBureau({de, message.texte.left(LongueurMaxTexteBulle), {}})) {
+        m_bullesNonLues.append(message);
     } else if (p.affichageMessage == AffichageMessage::UneSeuleFenetre) {
         if (!m_fenetreUnique) {
             m_fenetreUnique = ouvrirNouveauMessage(message);
@@ -917,6 +911,9 @@ void frmPilvanor::messagesLus()
     m_nbNouveauxMessages = 0;
     m_bullesNonLues.clear();
     mMettreAJourPVSysTray();
+    if (m_rappelsNonLus.isEmpty()) {
+        m_notificationBureau->fermer();
+    }
 }
 
 void frmPilvanor::mSupprimerPVSysTray()
@@ -955,11 +952,7 @@ void frmPilvanor::appliquerParametres()
     gChargerParametres();
     const Parametres& p = gParametres();
     tmrCaptureMessage->setInterval(qMax(1, p.intervalleCaptureMessage));
-    if (const auto touches = parseHotKeyText(p.touchesAccesRapide); touches && touches->virtualKey != 0) {
-        m_hotKey->registerHotKey(*touches);
-    } else {
-        m_hotKey->unregisterHotKey();
-    }
+    enregistrerRaccourci(parseHotKeyText(p.touchesAccesRapide));
     gAppliquerPolice(txtMessage);
     const bool changeLangue = p.fichierLangue != ancienneLangue;
     if (changeLangue) {
@@ -992,6 +985,10 @@ void frmPilvanor::appliquerParametres()
 
 void frmPilvanor::restaurer()
 {
+    // Wayland has no way back from minimised for a client but a new surface.
+    if (isMinimized() && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+        hide();
+    }
     showNormal();
     raise();
     activateWindow();

@@ -10,6 +10,7 @@
 #include "common/Son.h"
 #include "engine/Settings.h"
 #include "messenger/Spool.h"
+#include "settings/AvisTouchesAccesRapide.h"
 #include "settings/frmConfigurationCapture.h"
 
 #include <QApplication>
@@ -169,6 +170,9 @@ QWidget* frmPreference::pageGeneral()
     auto* formulaire = new QFormLayout;
     formulaire->addRow(lblLangue, cboLangue);
     formulaire->addRow(lblTouchesAccesRapide, txtTouchesAccesRapide);
+    if (QLabel* avis = gCreerAvisTouchesAccesRapide(page, gParametres().fichierLangue)) {
+        formulaire->addRow(QString(), avis);
+    }
     auto* police = new QHBoxLayout;
     police->addWidget(txtApercuPolice, 1);
     police->addWidget(cmdAfficherDialoguePolice);
