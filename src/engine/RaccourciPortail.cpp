@@ -82,12 +82,8 @@ bool RaccourciPortail::disponible()
         // The portal starts on demand and answers at once; a desktop without it answers with an error.
         m_disponible = m_bus.isConnected() && m_bus.call(m, QDBus::Block, 3000).type() == QDBusMessage::ReplyMessage;
         if (m_disponible) {
-            m_bus.connect(Service,
-                          Chemin,
-                          Interface,
-                          QStringLiteral("Activated"),
-                          this,
-                          SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+            m_bus.connect(
+                Service, Chemin, Interface, QStringLiteral("Activated"), this, SLOT(onActivated(QDBusMessage)));
         }
     }
     return m_disponible == 1;
@@ -206,9 +202,11 @@ void RaccourciPortail::liberer()
     }
 }
 
-void RaccourciPortail::onActivated(const QDBusObjectPath& session, const QString& id, qulonglong, const QVariantMap&)
+void RaccourciPortail::onActivated(const QDBusMessage& signal)
 {
-    if (session == m_session && id == QLatin1String(IdRaccourci)) {
+    const QVariantList arguments = signal.arguments();
+    if (arguments.size() >= 2 && arguments[0].value<QDBusObjectPath>() == m_session
+        && arguments[1].toString() == QLatin1String(IdRaccourci)) {
         Q_EMIT activated();
     }
 }

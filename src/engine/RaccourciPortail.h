@@ -44,7 +44,8 @@ Q_SIGNALS:
 
 private Q_SLOTS:
     void onSessionCreee(uint reponse, const QVariantMap& resultats);
-    void onActivated(const QDBusObjectPath& session, const QString& id, qulonglong horodatage, const QVariantMap&);
+    // Activated(o session, s id, t timestamp, a{sv} options)
+    void onActivated(const QDBusMessage& signal);
 
 private:
     QString cheminRequete(const QString& jeton) const;

@@ -426,7 +426,7 @@ void frmPilvanor::charger()
         if (picSysTray && QSystemTrayIcon::isSystemTrayAvailable()) {
             setWindowState(Qt::WindowMinimized);
         } else {
-            showMinimized();
+            reduireUneFoisAffichee();
         }
     } else {
         setWindowState(Qt::WindowNoState);
@@ -985,8 +985,8 @@ void frmPilvanor::appliquerParametres()
 
 void frmPilvanor::restaurer()
 {
-    // Wayland has no way back from minimised for a client but a new surface.
-    if (isMinimized() && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+    // A Wayland client is never told that it was minimised, and has no way back from it but a new surface.
+    if (!isActiveWindow() && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
         hide();
     }
     showNormal();

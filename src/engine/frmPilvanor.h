@@ -168,6 +168,7 @@ private:
     void enregistrerRaccourci(const std::optional<HotKey>& touches);
     void choisirStation(const QString& station);
     void relierBureau();
+    void reduireUneFoisAffichee();
     void mNotifierMessage(const MessageCapture& message);
     frmMessage* ouvrirNouveauMessage(const MessageCapture& message);
     void devant(QWidget* fenetre);

@@ -11,9 +11,12 @@
 #include "engine/frmPilvanor.h"
 
 #include <QComboBox>
+#include <QGuiApplication>
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QSystemTrayIcon>
+#include <QTimer>
+#include <QWindow>
 
 namespace pv {
 
@@ -23,6 +26,25 @@ void frmPilvanor::relierBureau()
     m_portail = new RaccourciPortail(QDBusConnection::sessionBus(), this);
     connect(m_portail, &RaccourciPortail::activated, this, &frmPilvanor::restaurer);
     utiliserNotificationBureau(new NotificationBureau(QDBusConnection::sessionBus(), this));
+}
+
+void frmPilvanor::reduireUneFoisAffichee()
+{
+    if (!QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+        showMinimized();
+        return;
+    }
+    // A Wayland compositor ignores a minimise asked before the window's first frame.
+    show();
+    auto* attente = new QTimer(this);
+    attente->setInterval(20);
+    connect(attente, &QTimer::timeout, this, [this, attente] {
+        if (windowHandle() && windowHandle()->isExposed()) {
+            attente->deleteLater();
+            showMinimized();
+        }
+    });
+    attente->start();
 }
 
 void frmPilvanor::utiliserNotificationBureau(NotificationBureau* notification)
