@@ -47,6 +47,10 @@ std::invalid_argument erreur(const QString& texte)
 Demande gLireLigneCommande(const QStringList& arguments)
 {
     Demande demande;
+    const QByteArray jeton = qgetenv("XDG_ACTIVATION_TOKEN");
+    if (champAcceptable(jeton)) {
+        demande.jeton = jeton;
+    }
     for (qsizetype i = 1; i < arguments.size(); ++i) {
         const QString& a = arguments[i];
         if (a == QLatin1String("--show")) {
@@ -67,10 +71,6 @@ Demande gLireLigneCommande(const QStringList& arguments)
         } else {
             throw erreur(QStringLiteral("unknown argument \"%1\" (try --help)").arg(a));
         }
-    }
-    const QByteArray jeton = qgetenv("XDG_ACTIVATION_TOKEN");
-    if (champAcceptable(jeton)) {
-        demande.jeton = jeton;
     }
     return demande;
 }

@@ -28,9 +28,9 @@ public:
     explicit NotificationBureau(const QDBusConnection& bus = QDBusConnection::sessionBus(), QObject* parent = nullptr);
 
     // Whether a notification service runs or can be started on the bus; asked anew each time.
-    bool disponible() const;
+    virtual bool disponible() const;
     // Sends the notification, replacing the previous one. The answer comes later: a refusal emits echec().
-    void afficher(const ContenuNotification& contenu);
+    virtual void afficher(const ContenuNotification& contenu);
     // Takes the current notification away (the messages were read another way).
     void fermer();
 

@@ -69,8 +69,6 @@ RaccourciPortail::RaccourciPortail(const QDBusConnection& bus, QObject* parent)
     : QObject(parent)
     , m_bus(bus)
 {
-    qDBusRegisterMetaType<Raccourci>();
-    qDBusRegisterMetaType<QList<Raccourci>>();
 }
 
 bool RaccourciPortail::disponible()
@@ -127,6 +125,9 @@ QDBusMessage RaccourciPortail::messageLierRaccourcis(const QDBusObjectPath& sess
     if (const QString d = declencheur(touches); !d.isEmpty()) {
         proprietes.insert(QStringLiteral("preferred_trigger"), d);
     }
+    // Without its D-Bus type the list would go out as nothing at all.
+    [[maybe_unused]] static const bool types
+        = (qDBusRegisterMetaType<Raccourci>(), qDBusRegisterMetaType<QList<Raccourci>>(), true);
     QDBusMessage m = QDBusMessage::createMethodCall(Service, Chemin, Interface, QStringLiteral("BindShortcuts"));
     m << QVariant::fromValue(session)
       << QVariant::fromValue(QList<Raccourci> {{QLatin1String(IdRaccourci), proprietes}}) << QString() << QVariantMap();
