@@ -224,7 +224,8 @@ private Q_SLOTS:
             qputenv("WAYLAND_DISPLAY", session == "wayland" ? "wayland-0" : "");
         }
         qputenv("XDG_SESSION_TYPE", session);
-        gParametres().fichierLangue = test::langFile(langue.toLatin1());
+        IniFile(gFichierParametres()).writeString("General", "Langue", langue);
+        gChargerParametres();
         frmPreference f;
         f.show();
         auto* avis = f.findChild<QLabel*>("lblAvisTouchesAccesRapide");
@@ -236,6 +237,8 @@ private Q_SLOTS:
             QVERIFY2(avis->text().endsWith(QCoreApplication::applicationFilePath() + " --show"),
                      qPrintable(avis->text()));
             if (const QString dossier = qEnvironmentVariable("PV_SCREENSHOT_DIR"); !dossier.isEmpty()) {
+                // The picture shows what an installed program says.
+                avis->setText(avis->text().replace(QCoreApplication::applicationFilePath(), "pilvanor"));
                 QVERIFY(f.grab().save(dossier + "/pilvanor-hotkey-notice-" + langue.toLower() + ".png"));
             }
         }
