@@ -14,6 +14,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Qt loads its Wayland platform plugin at run time, so no library link tells dpkg-shlibdeps about it: without it
+# the program would run through XWayland in a Wayland session, blurred at fractional scales.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS qt6-wayland)
 # setcap gives pilvanor-messenger port 139; the package installs and works without it, receiving on other ports.
 # Qt's own buttons and dialogs speak the chosen language only with Qt's translations.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libcap2-bin, qt6-translations-l10n")

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QDBusArgument>
+#include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QFile>
 #include <QString>
 
@@ -18,6 +21,18 @@ namespace pv::test {
 {
     QFile f(path);
     return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+}
+
+// The D-Bus signature a call will have on the wire (the message fills in its own only once sent).
+inline QString dbusSignature(const QDBusMessage& m)
+{
+    QString signature;
+    for (const QVariant& v : m.arguments()) {
+        signature += v.metaType() == QMetaType::fromType<QDBusArgument>()
+                         ? v.value<QDBusArgument>().currentSignature()
+                         : QString::fromLatin1(QDBusMetaType::typeToSignature(v.metaType()));
+    }
+    return signature;
 }
 
 } // namespace pv::test

@@ -2,6 +2,7 @@
 #include "common/LecteurSon.h"
 #include "common/MessageBoxes.h"
 #include "common/Paths.h"
+#include "engine/LigneCommande.h"
 #include "engine/Settings.h"
 #include "engine/SingleInstance.h"
 #include "engine/frmPilvanor.h"
@@ -12,6 +13,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -64,6 +66,18 @@ int main(int argc, char** argv)
     pv::installMessageBoxes();
     pv::installLecteurSon();
 
+    pv::Demande demande;
+    try {
+        demande = pv::gLireLigneCommande(QApplication::arguments());
+    } catch (const std::invalid_argument& e) {
+        std::fprintf(stderr, "pilvanor: %s\n", e.what());
+        return 2;
+    }
+    if (demande.action == pv::Demande::Action::Aide) {
+        std::fputs(qPrintable(pv::gUsageLigneCommande()), stdout);
+        return 0;
+    }
+
     pv::gDefinirFichierParametres(pv::gCheminFichierParametres());
     if (pv::gFichierParametres().isEmpty()) {
         std::fprintf(stderr, "pilvanor: neither HOME nor XDG_CONFIG_HOME is set; settings will not be kept\n");
@@ -72,7 +86,7 @@ int main(int argc, char** argv)
     // A second start asks the first to come forward and ends, touching no setting.
     pv::SingleInstance instance(QFileInfo(pv::gFichierParametres()).absolutePath());
     if (!instance.acquire()) {
-        if (!instance.notifyFirst()) {
+        if (!instance.notifyFirst(demande)) {
             std::fprintf(stderr, "pilvanor: another instance is running but did not answer\n");
             return 1;
         }
@@ -80,8 +94,11 @@ int main(int argc, char** argv)
     }
 
     pv::frmPilvanor fenetre;
-    QObject::connect(&instance, &pv::SingleInstance::showRequested, &fenetre, &pv::frmPilvanor::restaurer);
+    QObject::connect(&instance, &pv::SingleInstance::demandeRecue, &fenetre, &pv::frmPilvanor::mTraiterDemande);
     quitOnSignals(fenetre);
     fenetre.charger();
+    if (QApplication::arguments().size() > 1) {
+        fenetre.mTraiterDemande(demande);
+    }
     return app.exec();
 }

@@ -16,7 +16,6 @@
 namespace pv {
 
 namespace {
-const QByteArray Request = "show\n";
 const QByteArray Answer = "ok\n";
 } // namespace
 
@@ -67,16 +66,26 @@ void SingleInstance::onNewConnection()
     while (QLocalSocket* socket = m_server->nextPendingConnection()) {
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
         connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-            if (socket->canReadLine() && socket->readLine() == Request) {
-                socket->write(Answer);
-                socket->flush();
-                Q_EMIT showRequested();
+            if (!socket->canReadLine()) {
+                // A line longer than any request will never end: a stranger, not a start of ours.
+                if (socket->bytesAvailable() > 4096) {
+                    socket->abort();
+                }
+                return;
             }
+            const std::optional<Demande> demande = gDecoderDemande(socket->readLine(4097));
+            if (!demande) {
+                socket->abort();
+                return;
+            }
+            socket->write(Answer);
+            socket->flush();
+            Q_EMIT demandeRecue(*demande);
         });
     }
 }
 
-bool SingleInstance::notifyFirst(int timeoutMs)
+bool SingleInstance::notifyFirst(const Demande& demande, int timeoutMs)
 {
     // The first instance may still be starting and not listen yet: try until the deadline.
     QDeadlineTimer deadline(timeoutMs);
@@ -84,7 +93,7 @@ bool SingleInstance::notifyFirst(int timeoutMs)
         QLocalSocket socket;
         socket.connectToServer(m_socketPath);
         if (socket.waitForConnected(qMax<qint64>(1, deadline.remainingTime()))) {
-            socket.write(Request);
+            socket.write(gEncoderDemande(demande));
             if (socket.waitForBytesWritten(qMax<qint64>(1, deadline.remainingTime()))
                 && socket.waitForReadyRead(qMax<qint64>(1, deadline.remainingTime()))) {
                 return socket.readLine() == Answer;

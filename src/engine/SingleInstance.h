@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/LigneCommande.h"
+
 #include <QObject>
 #include <QString>
 
@@ -20,13 +22,14 @@ public:
 
     // True when this process is the first; it then listens for later starts.
     bool acquire();
-    // From a later start: ask the first instance to show itself. False when it did not answer in time.
-    bool notifyFirst(int timeoutMs = 3000);
+    // From a later start: hand the request to the first instance. False when it did not answer in time.
+    bool notifyFirst(const Demande& demande = {}, int timeoutMs = 3000);
 
     QString socketPath() const { return m_socketPath; }
 
 Q_SIGNALS:
-    void showRequested();
+    // A later start's request; a line that is no request closes its connection unanswered.
+    void demandeRecue(const pv::Demande& demande);
 
 private:
     void onNewConnection();

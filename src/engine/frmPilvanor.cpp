@@ -18,6 +18,7 @@
 #include "engine/LanceurService.h"
 #include "engine/Migration.h"
 #include "engine/Notification.h"
+#include "engine/NotificationBureau.h"
 #include "engine/Settings.h"
 #include "engine/StartUp.h"
 #include "engine/frmEnvoiMessageGroupe.h"
@@ -108,6 +109,7 @@ frmPilvanor::frmPilvanor(QWidget* parent)
     resize(520, 440);
 
     connect(m_hotKey, &GlobalHotKey::activated, this, &frmPilvanor::restaurer);
+    relierBureau();
     connect(tmrCaptureMessage, &QTimer::timeout, this, &frmPilvanor::mCapturerMessage);
     connect(qApp, &QGuiApplication::commitDataRequest, this, [this] { m_quitter = true; });
 }
@@ -380,9 +382,7 @@ void frmPilvanor::charger()
     gChargerTraductionsQt(p.fichierLangue);
     tmrCaptureMessage->setInterval(qMax(1, p.intervalleCaptureMessage));
     tmrCaptureMessage->start();
-    if (const auto touches = parseHotKeyText(p.touchesAccesRapide)) {
-        m_hotKey->registerHotKey(*touches);
-    }
+    enregistrerRaccourci(parseHotKeyText(p.touchesAccesRapide));
 
     const QString dossierProgramme = gDossierProgramme();
     gMettreDeCoteAnciensHistoriques(dossierProgramme);
@@ -431,7 +431,7 @@ void frmPilvanor::charger()
         if (picSysTray && QSystemTrayIcon::isSystemTrayAvailable()) {
             setWindowState(Qt::WindowMinimized);
         } else {
-            showMinimized();
+            reduireUneFoisAffichee();
         }
     } else {
         setWindowState(Qt::WindowNoState);
@@ -759,16 +759,7 @@ void frmPilvanor::mRepondre(const QString& pstrStation,
                 + texte.replace(QStringLiteral("\r\n"), QStringLiteral("\r\n") + prefixe);
     }
     txtMessage->setPlainText(texte.replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
-    optDestinataire[0]->setChecked(true);
-    remplirDestinataires();
-    for (int i = 0; i < cboDestinataire->count(); ++i) {
-        if (gObtenirStation(cboDestinataire->itemText(i)).trimmed().toUpper() == station) {
-            cboDestinataire->setCurrentIndex(i);
-            return;
-        }
-    }
-    // Not kept as a user: the reply still goes to the sender, never to whoever the list shows first.
-    cboDestinataire->setEditText(station);
+    choisirStation(station);
 }
 
 void frmPilvanor::supprimerHistorique(bool envoye)
@@ -841,7 +832,7 @@ void frmPilvanor::mCapturerMessage()
     }
 }
 
-void frmPilvanor::afficherRappel(const RappelDeclenche& rappel)
+void frmPilvanor::ouvrirRappel(const RappelDeclenche& rappel)
 {
     auto* f = new frmMessage(TypeFenetre::Rappel);
     f->mstrExpediteur = QStringLiteral("Pilvanor Reminder");
@@ -889,12 +880,15 @@ void frmPilvanor::mNotifierMessage(const MessageCapture& message)
     const Parametres& p = gParametres();
     ++m_nbNouveauxMessages;
     mMettreAJourPVSysTray();
-    const bool bulle = picSysTray && QSystemTrayIcon::isSystemTrayAvailable() && QSystemTrayIcon::supportsMessages();
+    const bool zone = zoneNotificationDisponible();
+    const bool bulle = picSysTray && zone && QSystemTrayIcon::supportsMessages();
+    const QString de = gLigneMessageDe(p.fichierLangue, message.description, message.expediteur);
     if (p.affichageMessage == AffichageMessage::InfoBulle && bulle) {
         m_bullesNonLues.append(message);
-        picSysTray->showMessage(
-            gLigneMessageDe(p.fichierLangue, message.description, message.expediteur).left(LongueurMaxTitreBulle),
-            message.texte.left(LongueurMaxTexteBulle));
+        picSysTray->showMessage(de.left(LongueurMaxTitreBulle), message.texte.left(LongueurMaxTexteBulle));
+    } else if (p.affichageMessage == AffichageMessage::InfoBulle && !zone
+               && notifierBureau({de, message.texte.left(LongueurMaxTexteBulle), {}})) {
+        m_bullesNonLues.append(message);
     } else if (p.affichageMessage == AffichageMessage::UneSeuleFenetre) {
         if (!m_fenetreUnique) {
             m_fenetreUnique = ouvrirNouveauMessage(message);
@@ -936,6 +930,9 @@ void frmPilvanor::messagesLus()
     m_nbNouveauxMessages = 0;
     m_bullesNonLues.clear();
     mMettreAJourPVSysTray();
+    if (m_rappelsNonLus.isEmpty()) {
+        m_notificationBureau->fermer();
+    }
 }
 
 void frmPilvanor::mSupprimerPVSysTray()
@@ -974,11 +971,7 @@ void frmPilvanor::appliquerParametres()
     gChargerParametres();
     const Parametres& p = gParametres();
     tmrCaptureMessage->setInterval(qMax(1, p.intervalleCaptureMessage));
-    if (const auto touches = parseHotKeyText(p.touchesAccesRapide); touches && touches->virtualKey != 0) {
-        m_hotKey->registerHotKey(*touches);
-    } else {
-        m_hotKey->unregisterHotKey();
-    }
+    enregistrerRaccourci(parseHotKeyText(p.touchesAccesRapide));
     gAppliquerPolice(txtMessage);
     const bool changeLangue = p.fichierLangue != ancienneLangue;
     if (changeLangue) {
@@ -1012,6 +1005,10 @@ void frmPilvanor::appliquerParametres()
 
 void frmPilvanor::restaurer()
 {
+    // A Wayland client is never told that it was minimised, and has no way back from it but a new surface.
+    if (!isActiveWindow() && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+        hide();
+    }
     showNormal();
     raise();
     activateWindow();

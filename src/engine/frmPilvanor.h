@@ -1,12 +1,15 @@
 #pragma once
 
 #include "engine/Capture.h"
+#include "engine/HotKey.h"
 
 #include <QMainWindow>
 #include <QPointer>
 
 #include <array>
+#include <functional>
 #include <memory>
+#include <optional>
 
 class QAction;
 class QCheckBox;
@@ -26,6 +29,10 @@ namespace pv {
 class EnvoiMessage;
 class frmMessage;
 class GlobalHotKey;
+class NotificationBureau;
+class RaccourciPortail;
+struct ContenuNotification;
+struct Demande;
 class frmEnvoiMessageGroupe;
 class frmPreference;
 class frmGroupe;
@@ -47,6 +54,12 @@ public:
     void charger();
     // Brings the window back from the tray or from minimised and puts it in front.
     void restaurer();
+    // What a start asked for: the window in front, or ready to type a message (to a station when given).
+    void mTraiterDemande(const pv::Demande& demande);
+    // The desktop's notifications, used in the balloon mode when there is no tray (the window takes it).
+    void utiliserNotificationBureau(NotificationBureau* notification);
+    // Whether a system tray is there now; asked at each message, as a tray may come or go.
+    std::function<bool()> zoneNotificationDisponible;
     // Ends the program the way the Quit menus do.
     void quitter();
     // Starts sending txtMessage to the recipient; false when the Send rule does not allow it now. The outcome
@@ -149,6 +162,13 @@ private:
     void mSupprimerPVSysTray();
     void mMettreAJourPVSysTray();
     void afficherRappel(const RappelDeclenche& rappel);
+    void ouvrirRappel(const RappelDeclenche& rappel);
+    bool notifierBureau(const ContenuNotification& contenu);
+    void ouvrirNonLus(const QByteArray& jeton);
+    void enregistrerRaccourci(const std::optional<HotKey>& touches);
+    void choisirStation(const QString& station);
+    void relierBureau();
+    void reduireUneFoisAffichee();
     void mNotifierMessage(const MessageCapture& message);
     frmMessage* ouvrirNouveauMessage(const MessageCapture& message);
     void devant(QWidget* fenetre);
@@ -160,6 +180,8 @@ private:
     void decharger();
 
     GlobalHotKey* m_hotKey;
+    RaccourciPortail* m_portail = nullptr;
+    NotificationBureau* m_notificationBureau = nullptr;
     EnvoiMessage* m_envoi = nullptr;
     QPointer<frmEnvoiMessageGroupe> m_fenetreGroupe;
     frmPreference* m_preferences = nullptr; // while it is open
@@ -176,8 +198,9 @@ private:
     qsizetype m_nbNonReconnusDits = 0; // pop-ups under an unknown title, as last said in the status bar
     int m_nbNouveauxMessages = 0;
     QList<QPointer<frmMessage>> m_fenetresNouveauxMessages;
-    QPointer<frmMessage> m_fenetreUnique;  // display mode 1
-    QList<MessageCapture> m_bullesNonLues; // display mode 2: shown only in balloons so far
+    QPointer<frmMessage> m_fenetreUnique;   // display mode 1
+    QList<MessageCapture> m_bullesNonLues;  // display mode 2: shown only in balloons so far
+    QList<RappelDeclenche> m_rappelsNonLus; // shown only in a desktop notification so far
 };
 
 } // namespace pv

@@ -12,6 +12,7 @@
 #include "engine/Settings.h"
 #include "messenger/Spool.h"
 #include "messenger/codec/NetbiosName.h"
+#include "settings/AvisTouchesAccesRapide.h"
 #include "settings/frmConfigurationCapture.h"
 
 #include <QApplication>
@@ -174,6 +175,9 @@ QWidget* frmPreference::pageGeneral()
     auto* formulaire = new QFormLayout;
     formulaire->addRow(lblLangue, cboLangue);
     formulaire->addRow(lblTouchesAccesRapide, txtTouchesAccesRapide);
+    if (QLabel* avis = gCreerAvisTouchesAccesRapide(page, gParametres().fichierLangue)) {
+        formulaire->addRow(QString(), avis);
+    }
     auto* police = new QHBoxLayout;
     police->addWidget(txtApercuPolice, 1);
     police->addWidget(cmdAfficherDialoguePolice);

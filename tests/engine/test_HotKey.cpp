@@ -1,4 +1,7 @@
+#include "TestFiles.h"
+
 #include "engine/HotKey.h"
+#include "engine/RaccourciPortail.h"
 
 #include <gtest/gtest.h>
 
@@ -73,6 +76,36 @@ TEST(HotKey, DisplaysAsTyped)
     for (const auto& [chord, expected] : cases) {
         EXPECT_EQ(pv::hotKeyDisplayText(chord).toStdString(), QString::fromUtf16(expected).toStdString()) << str(chord);
     }
+}
+
+} // namespace
+
+namespace {
+
+// The chord as the global-shortcuts portal takes it: modifiers in capitals, then the key's xkb name.
+TEST(HotKey, PortalTriggerNamesTheChord)
+{
+    const std::pair<HotKey, const char*> cases[] = {
+        {{3, 'M'}, "CTRL+ALT+m"},
+        {{4, 116}, "SHIFT+F5"},
+        {{7, 'K'}, "CTRL+SHIFT+ALT+k"},
+        {{9, '1'}, "ALT+LOGO+1"},
+        {{2, 186}, ""}, // a punctuation key is named by the layout: the desktop asks the user instead
+        {{2, 124}, ""}, // F13
+    };
+    for (const auto& [chord, trigger] : cases) {
+        EXPECT_EQ(pv::RaccourciPortail::declencheur(chord), trigger) << pv::hotKeyText(chord).toStdString();
+    }
+}
+
+// What a real portal checks first: the D-Bus signatures, and what the shortcut carries.
+TEST(HotKey, PortalRequestsCarryTheShortcut)
+{
+    EXPECT_EQ(pv::test::dbusSignature(pv::RaccourciPortail::messageCreerSession("pilvanor7")), "a{sv}");
+    const QDBusMessage bind = pv::RaccourciPortail::messageLierRaccourcis(
+        QDBusObjectPath("/org/freedesktop/portal/desktop/session/1_9/pilvanor7"), {3, 'M'}, "Bring it forward");
+    EXPECT_EQ(bind.member(), "BindShortcuts");
+    EXPECT_EQ(pv::test::dbusSignature(bind), "oa(sa{sv})sa{sv}");
 }
 
 } // namespace

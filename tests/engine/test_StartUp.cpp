@@ -1,6 +1,7 @@
 #include "TestFiles.h"
 
 #include "common/Paths.h"
+#include "engine/LigneCommande.h"
 #include "engine/StartUp.h"
 
 #include <QDir>
@@ -57,4 +58,46 @@ TEST_F(StartUpTest, DataFolderIsCreatedAndANeighbourDataFileMovedIn)
     ASSERT_TRUE(test::writeFile(m_program.filePath("Pilvanor.pv"), "other"));
     gPreparerDossierDonnees(m_program.path(), problems);
     EXPECT_TRUE(QFile::exists(m_program.filePath("Pilvanor.pv")));
+}
+
+// A start's command line, and how the request travels to the running instance.
+TEST(LigneCommande, ReadsTheRequest)
+{
+    using A = Demande::Action;
+    const std::tuple<QStringList, A, QString> cases[] = {
+        {{}, A::Afficher, ""},
+        {{"--show"}, A::Afficher, ""},
+        {{"--new-message"}, A::NouveauMessage, ""},
+        {{"--new-message", " pc9,Pc10 "}, A::NouveauMessage, "PC9,PC10"},
+        {{"--new-message", "--show"}, A::Afficher, ""}, // the station is optional, an option is none
+        {{"--help"}, A::Aide, ""},
+    };
+    qputenv("XDG_ACTIVATION_TOKEN", "jeton-42");
+    for (const auto& [arguments, action, station] : cases) {
+        const Demande d = gLireLigneCommande(QStringList {"pilvanor"} + arguments);
+        EXPECT_EQ(d.action, action) << arguments.join(' ').toStdString();
+        EXPECT_EQ(d.station, station) << arguments.join(' ').toStdString();
+        EXPECT_EQ(d.jeton, "jeton-42");
+    }
+    qunsetenv("XDG_ACTIVATION_TOKEN");
+    for (const QStringList& wrong : {QStringList {"--shwo"}, {"--new-message", "PC 9"}, {"--new-message", "A\tB"}}) {
+        EXPECT_THROW(gLireLigneCommande(QStringList {"pilvanor"} + wrong), std::invalid_argument)
+            << wrong.join(' ').toStdString();
+    }
+}
+
+TEST(LigneCommande, RequestLineGoesThereAndBack)
+{
+    // A plain start says what it always said.
+    EXPECT_EQ(gEncoderDemande({}), "show\n");
+    for (const Demande& d : {Demande {Demande::Action::Afficher, "", "tok"},
+                             Demande {Demande::Action::NouveauMessage, "", ""},
+                             Demande {Demande::Action::NouveauMessage, "PC9,PC10", "tok"}}) {
+        const QByteArray ligne = gEncoderDemande(d);
+        EXPECT_EQ(gDecoderDemande(ligne), d) << ligne.toStdString();
+    }
+    for (const QByteArray wrong :
+         {"show", "quit\n", "show\tPC9\n", "new-message\tPC 9\t\n", "new-message\tPC9\tt\x01k\n", "show\t\t\t\n"}) {
+        EXPECT_FALSE(gDecoderDemande(wrong)) << wrong.toStdString();
+    }
 }

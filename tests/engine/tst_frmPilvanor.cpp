@@ -4,6 +4,8 @@
 #include "common/Son.h"
 #include "engine/Envoi.h"
 #include "engine/LanceurService.h"
+#include "engine/LigneCommande.h"
+#include "engine/NotificationBureau.h"
 #include "engine/frmEnvoiMessageGroupe.h"
 #include "engine/frmPilvanor.h"
 #include "messenger/Spool.h"
@@ -336,6 +338,73 @@ private Q_SLOTS:
                      "Wake\nup|2004/01/02 03:04");
             qDeleteAll(test::visibleWindows<frmMessage>());
         }
+    }
+
+    // In the balloon mode the desktop's notifications stand in for a missing tray, asked again at each message;
+    // with neither, or when the service refuses, a window shows the message.
+    void noTrayBalloonGoesToTheDesktopNotifications()
+    {
+        struct Faux : NotificationBureau
+        {
+            Faux()
+                : NotificationBureau(QDBusConnection(QString()))
+            {
+            }
+            bool disponible() const override { return service; }
+            void afficher(const ContenuNotification& c) override { montrees.append(c.titre + '|' + c.texte); }
+            bool service = true;
+            QStringList montrees;
+        };
+        storeSetting("AffichageMessage", "2");
+        IniFile(gFichierParametres()).writeString(SectionRappel, "1", "1|20040102|0304|Wake¶up");
+        frmPilvanor w;
+        auto* faux = new Faux;
+        w.utiliserNotificationBureau(faux);
+        bool zone = false;
+        w.zoneNotificationDisponible = [&zone] { return zone; };
+        w.charger();
+        w.tmrCaptureMessage->stop();
+        const auto recevoir = [&w](const QString& texte) {
+            QVERIFY(spool("Message from ALICE to BOB on x\r\n\r\n" + texte));
+            w.mCapturerMessage();
+        };
+        recevoir("Hello <you>\r\nthere");
+        QCOMPARE(faux->montrees,
+                 QStringList({"Pilvanor Reminder|Wake\nup", "Message from ALICE (ALICE)|Hello <you>\nthere"}));
+        QVERIFY(test::visibleWindows<frmMessage>().isEmpty());
+        Q_EMIT faux->actionInvoquee({});
+        QCOMPARE(test::visibleWindows<frmMessage>().size(), 2); // the reminder and the message
+
+        zone = true; // a tray came: its balloon, no notification
+        recevoir("Second");
+        zone = false;
+        faux->service = false; // neither
+        recevoir("Third");
+        QCOMPARE(faux->montrees.size(), 2);
+        QCOMPARE(test::visibleWindows<frmMessage>().size(), 3);
+        faux->service = true;
+        recevoir("Fourth");
+        QCOMPARE(faux->montrees.size(), 3);
+        Q_EMIT faux->echec(); // the unread ones show: the balloon's and the refused one
+        QCOMPARE(test::visibleWindows<frmMessage>().size(), 5);
+        qDeleteAll(test::visibleWindows<frmMessage>());
+    }
+
+    // --new-message: the window ready to type to the station, a known user chosen from the list.
+    void newMessageRequestSelectsTheStation()
+    {
+        IniFile(gFichierDonnees()).writeString(SectionUtilisateur, "PC7", "Seventh|0");
+        frmPilvanor w;
+        w.charger();
+        w.tmrCaptureMessage->stop();
+        for (const auto& [station, shown] : {std::pair {"PC7", "PC7 (Seventh)"}, {"PC8,PC9", "PC8,PC9"}}) {
+            w.mTraiterDemande({Demande::Action::NouveauMessage, station, {}});
+            QCOMPARE(w.cboDestinataire->currentText(), shown);
+            QTRY_COMPARE(QApplication::focusWidget(), w.txtMessage);
+        }
+        w.mTraiterDemande({Demande::Action::NouveauMessage, {}, {}});
+        QCOMPARE(w.cboDestinataire->currentText(), "PC8,PC9");
+        QTRY_VERIFY(w.cboDestinataire->hasFocus());
     }
 
     void openSelectedTextOpensAddressOrFileOrSaysMissing()

@@ -49,7 +49,15 @@ unit=$U/lib/systemd/user/pilvanor-messenger.service
     fail "unit: $(grep ExecStart "$unit")"
 grep -q '@' "$unit" && fail "unit keeps a placeholder: $(grep '@' "$unit")"
 desktop=$U/share/applications/$ID.desktop
-[ -x "$U/bin/$(sed -n 's/^Exec=//p' "$desktop" | cut -d' ' -f1)" ] || fail "desktop Exec: $(grep ^Exec= "$desktop")"
+# The entry and each of its actions start the installed program with options it knows.
+usage=$(QT_QPA_PLATFORM=offscreen "$U/bin/pilvanor" --help) || fail "pilvanor --help: $usage"
+while read -r program options; do
+    [ -x "$U/bin/$program" ] || fail "desktop Exec: $program $options"
+    for option in $options; do
+        grep -q -- "^ *$option " <<<"$usage" || fail "desktop Exec: pilvanor does not know $option"
+    done
+done < <(sed -n 's/^Exec=//p' "$desktop")
+[ "$(grep -c '^Exec=' "$desktop")" = 3 ] || fail "desktop actions: $(grep ^Exec= "$desktop")"
 [ "$(sed -n 's/^Icon=//p' "$desktop")" = "$ID" ] || fail "desktop Icon: $(grep ^Icon= "$desktop")"
 
 # Each PNG has the size of its folder (width and height from the IHDR chunk).

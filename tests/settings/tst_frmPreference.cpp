@@ -195,6 +195,57 @@ private Q_SLOTS:
         QVERIFY(capture.isActive());
     }
 
+    // Offscreen the sessions are pretended; tests/app/wayland_e2e.sh runs this under a real compositor, on a bus
+    // whose global-shortcuts portal is there when PV_PORTAIL_ESSAI is 1.
+    void hotKeyNoticeWhereNoKeyCanBeGrabbed_data()
+    {
+        QTest::addColumn<QByteArray>("session");
+        QTest::addColumn<QString>("langue");
+        QTest::addColumn<QString>("mots");
+        QTest::newRow("X11") << QByteArray("x11") << "ENG"
+                             << "";
+        QTest::newRow("Wayland") << QByteArray("wayland") << "ENG"
+                                 << "keyboard shortcut settings";
+        QTest::newRow("Wayland, French") << QByteArray("wayland") << "FRA"
+                                         << "raccourcis clavier du bureau";
+    }
+
+    void hotKeyNoticeWhereNoKeyCanBeGrabbed()
+    {
+        QFETCH(QByteArray, session);
+        QFETCH(QString, langue);
+        QFETCH(QString, mots);
+        const bool portail = qEnvironmentVariableIntValue("PV_PORTAIL_ESSAI") == 1;
+        const auto apres = qScopeGuard([type = qgetenv("XDG_SESSION_TYPE"), affichage = qgetenv("WAYLAND_DISPLAY")] {
+            qputenv("XDG_SESSION_TYPE", type);
+            qputenv("WAYLAND_DISPLAY", affichage);
+        });
+        if (!qEnvironmentVariableIsSet("PV_PORTAIL_ESSAI")) {
+            // No desktop's bus may answer for a portal here.
+            qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+            qputenv("WAYLAND_DISPLAY", session == "wayland" ? "wayland-0" : "");
+        }
+        qputenv("XDG_SESSION_TYPE", session);
+        IniFile(gFichierParametres()).writeString("General", "Langue", langue);
+        gChargerParametres();
+        frmPreference f;
+        f.show();
+        auto* avis = f.findChild<QLabel*>("lblAvisTouchesAccesRapide");
+        QCOMPARE(avis != nullptr, !mots.isEmpty() && !portail);
+        if (avis) {
+            QVERIFY(avis->isVisible());
+            QVERIFY2(avis->text().contains(mots), qPrintable(avis->text()));
+            // The test program is on no search path: its whole path is the command to bind.
+            QVERIFY2(avis->text().endsWith(QCoreApplication::applicationFilePath() + " --show"),
+                     qPrintable(avis->text()));
+            if (const QString dossier = qEnvironmentVariable("PV_SCREENSHOT_DIR"); !dossier.isEmpty()) {
+                // The picture shows what an installed program says.
+                avis->setText(avis->text().replace(QCoreApplication::applicationFilePath(), "pilvanor"));
+                QVERIFY(f.grab().save(dossier + "/pilvanor-hotkey-notice-" + langue.toLower() + ".png"));
+            }
+        }
+    }
+
     void mainWindowAppliesSavedPreferencesAtOnce()
     {
         frmPilvanor main;
