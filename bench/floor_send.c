@@ -76,8 +76,8 @@ static void encodeName(unsigned char* out, const char* name, unsigned char suffi
 }
 
 /* An SMB of command `cmd` with `words` words and `bytes` bytes, in a session message. */
-static int exchange(unsigned char cmd, const unsigned* words, int nwords, const void* bytes, size_t nbytes,
-                    unsigned* word)
+static int
+exchange(unsigned char cmd, const unsigned* words, int nwords, const void* bytes, size_t nbytes, unsigned* word)
 {
     unsigned char p[4 + 32 + 1 + 2 + 2 + 600];
     size_t n = 4;
