@@ -1,4 +1,5 @@
 #include "addressbook/RechercheDomaine.h"
+#include "common/MessengerText.h"
 
 #include "common/TravailDeFond.h"
 #include "messenger/Workgroup.h"
@@ -7,12 +8,12 @@ namespace pv {
 
 FonctionListeStations gListeStationsReseau(int delaiMs)
 {
-    return [delaiMs](const QString& groupe) { return listWorkgroupStations(groupe, delaiMs); };
+    return [delaiMs](const QString& groupe) { return qtexts(listWorkgroupStations(stdText(groupe), delaiMs)); };
 }
 
 QString gDomaineRecherche(bool principal, const QString& saisie)
 {
-    return principal ? machineWorkgroup() : saisie.trimmed().toUpper();
+    return principal ? qtext(machineWorkgroup()) : saisie.trimmed().toUpper();
 }
 
 void gListerStationsAsync(QObject* contexte,

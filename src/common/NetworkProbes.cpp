@@ -1,4 +1,5 @@
 #include "common/NetworkProbes.h"
+#include "common/MessengerText.h"
 
 #include "common/Language.h"
 #include "messenger/Interfaces.h"
@@ -26,16 +27,15 @@ QString gObtenirNomHote()
 
 QString gObtenirAdresseIP()
 {
-    QString erreur;
-    const std::vector<Ipv4Interface> interfaces = ipv4Interfaces(&erreur);
-    if (!erreur.isEmpty()) {
+    const auto interfaces = ipv4Interfaces();
+    if (!interfaces) {
         showMessageBox(QStringLiteral("Windows Sockets are not responding. Unable to successfully get Host Name."),
                        MsgStyle::Ok);
         return {};
     }
-    for (const Ipv4Interface& i : interfaces) {
+    for (const Ipv4Interface& i : *interfaces) {
         if ((i.address >> 24) != 127) {
-            return ipv4ToText(i.address);
+            return qtext(ipv4ToText(i.address));
         }
     }
     return {};
@@ -43,12 +43,12 @@ QString gObtenirAdresseIP()
 
 QString gObtenirNomDomainePrincipal()
 {
-    return machineWorkgroup();
+    return qtext(machineWorkgroup());
 }
 
 QStringList gListerStationsGroupeTravail(const QString& groupe, int delaiMs, quint16 port)
 {
-    return listWorkgroupStations(groupe, delaiMs, port);
+    return qtexts(listWorkgroupStations(stdText(groupe), delaiMs, port));
 }
 
 } // namespace pv

@@ -1,6 +1,8 @@
 #include "common/Language.h"
+#include "common/MessengerText.h"
 #include "common/NetworkProbes.h"
 #include "messenger/NameQuery.h"
+#include "messenger/Workgroup.h"
 
 #include <QDeadlineTimer>
 #include <QProcess>
@@ -56,13 +58,18 @@ bool resoudre(const QString& station, const QDeadlineTimer& fin, in_addr* a)
 {
     // Names the resolver does not know are NetBIOS names of the LAN.
     const int delai = int(qMin<qint64>(fin.remainingTime(), 60000));
-    const auto nom = codec::netbiosNameFromText(station.trimmed(), codec::kSuffixMessenger, codec::OemCodePage::Cp850);
-    const std::optional<uint32_t> adresse
-        = nom ? resolveStation(*nom, station.trimmed(), delai) : resolveIpv4(station.trimmed(), delai);
-    if (adresse) {
+    const std::string texte = stdText(station.trimmed());
+    const auto nom = codec::netbiosNameFromText(texte, codec::kSuffixMessenger, codec::OemCodePage::Cp850);
+    StationLookup recherche;
+    recherche.timeoutMs = delai;
+    recherche.winsServers = winsServers();
+    const Expected<uint32_t> adresse = nom ? resolveStation(*nom, texte, recherche)
+                                           : Expected<uint32_t>(resolveIpv4(texte, delai).value_or(INADDR_NONE));
+    if (adresse && *adresse != INADDR_NONE) {
         a->s_addr = htonl(*adresse);
+        return true;
     }
-    return adresse.has_value();
+    return false;
 }
 
 QByteArray demandeEcho(quint16 id, quint16 sequence)

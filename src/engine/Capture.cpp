@@ -1,4 +1,5 @@
 #include "engine/Capture.h"
+#include "common/MessengerText.h"
 
 #include "common/DataFile.h"
 #include "common/ErrorReport.h"
@@ -58,7 +59,7 @@ const QList<Forme>& formesService()
         QList<Forme> f;
         for (const PopupLanguage langue : {PopupLanguage::English, PopupLanguage::French}) {
             const PopupWording w = popupWording(langue);
-            f.append({w.title, w.header.arg(Expediteur, Destinataire, Date)});
+            f.append({qtext(w.title), qtext(w.header).arg(Expediteur, Destinataire, Date)});
         }
         return f;
     }();
@@ -125,7 +126,7 @@ EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete)
     return r;
 }
 
-Capture::Capture(QString dossierSpool)
+Capture::Capture(std::string dossierSpool)
     : m_spool(std::move(dossierSpool))
 {
 }
@@ -206,29 +207,25 @@ std::optional<Popup> Capture::prochainPopup(const QString& titre)
         m_spoolSur = false;
     }
     const qint64 avant = maintenantNs();
-    const Empreinte e = empreinte(m_spool.folder());
+    const QString dossier = qtext(m_spool.folder());
+    const Empreinte e = empreinte(dossier);
     if (m_spoolSur && e == m_empreinteSpool) {
         return std::nullopt;
     }
     // Listed here rather than through oldestWithTitle: held parts and failed removals must be passed over.
-    const QStringList noms = QDir(m_spool.folder()).entryList({QStringLiteral("*.popup")}, QDir::Files, QDir::Name);
+    const QStringList noms = QDir(dossier).entryList({QStringLiteral("*.popup")}, QDir::Files, QDir::Name);
     qsizetype nonReconnus = 0;
     QString titreNonReconnu;
     for (const QString& nom : noms) {
         if (m_ignores.contains(nom)) {
             continue;
         }
-        QFile f(m_spool.folder() + QLatin1Char('/') + nom);
-        if (!f.open(QIODevice::ReadOnly)) {
-            continue;
-        }
-        auto p = PopupSpool::parse(f.readAll());
-        if (p && titreConnu(p->title, titre)) {
-            p->id = nom;
+        auto p = m_spool.read(stdText(nom));
+        if (p && titreConnu(qtext(p->title), titre)) {
             return p;
         }
         if (p && nonReconnus++ == 0) {
-            titreNonReconnu = p->title;
+            titreNonReconnu = qtext(p->title);
         }
     }
     m_nbNonReconnus = nonReconnus;
@@ -240,26 +237,29 @@ std::optional<Popup> Capture::prochainPopup(const QString& titre)
 
 void Capture::retirer(const Popup& popup)
 {
-    if (m_spool.remove(popup) || !QFile::exists(m_spool.folder() + QLatin1Char('/') + popup.id)) {
-        m_ignores.remove(popup.id);
+    const QString id = qtext(popup.id);
+    if (m_spool.remove(popup) || !QFile::exists(qtext(m_spool.folder()) + QLatin1Char('/') + id)) {
+        m_ignores.remove(id);
     } else {
-        m_ignores.insert(popup.id);
+        m_ignores.insert(id);
     }
 }
 
 std::optional<MessageCapture> Capture::traiter(const Popup& popup)
 {
     const QString fichier = gFichierDonnees();
+    const QString id = qtext(popup.id);
+    const QString texte = qtext(popup.text);
     // Stored before a crash that came before its removal.
-    if (IniFile(fichier).value(QLatin1String(SectionPopupCapture), popup.id)) {
+    if (IniFile(fichier).value(QLatin1String(SectionPopupCapture), id)) {
         retirer(popup);
         return std::nullopt;
     }
 
     // Header line, empty line, body.
-    const qsizetype saut = popup.text.indexOf(CRLF);
-    const QString entete = saut < 0 ? popup.text : popup.text.left(saut);
-    QString corps = saut < 0 ? QString() : popup.text.mid(saut + 4);
+    const qsizetype saut = texte.indexOf(CRLF);
+    const QString entete = saut < 0 ? texte : texte.left(saut);
+    QString corps = saut < 0 ? QString() : texte.mid(saut + 4);
     const bool crypte = gEstCrypte(corps);
     if (crypte) {
         corps = gCrypterMessage(corps.mid(qsizetype(qstrlen(PrefixeCryptage))));
@@ -288,7 +288,7 @@ std::optional<MessageCapture> Capture::traiter(const Popup& popup)
         Parties& attente = m_parties[qui];
         attente.texte += corps;
         attente.tenues.append(popup);
-        m_ignores.insert(popup.id);
+        m_ignores.insert(id);
         return std::nullopt;
     }
 
@@ -298,15 +298,15 @@ std::optional<MessageCapture> Capture::traiter(const Popup& popup)
     const QString stocke = gEncoderTexte(crypte ? QLatin1String(PrefixeCryptage) + gCrypterMessage(message) : message);
     QStringList ids;
     for (const Popup& tenue : attente.tenues) {
-        ids.append(tenue.id);
+        ids.append(qtext(tenue.id));
     }
-    ids.append(popup.id);
+    ids.append(id);
     QString cle;
     bool deja = false;
     try {
         IniFile(fichier).update([&](IniDocument& doc) {
             const QLatin1String marques(SectionPopupCapture);
-            if (doc.value(marques, popup.id)) {
+            if (doc.value(marques, id)) {
                 deja = true;
                 return;
             }
@@ -314,7 +314,7 @@ std::optional<MessageCapture> Capture::traiter(const Popup& popup)
             gElaguerHistorique(doc, false, gParametres().nbMessageMaxHistorique);
             // The time it arrived, however long it waited. Two messages within one millisecond must not share a
             // key: the second would replace the first.
-            QDateTime moment = popup.arrived.isValid() ? popup.arrived.toLocalTime() : gMaintenant();
+            QDateTime moment = popup.arrived ? qDateTime(*popup.arrived).toLocalTime() : gMaintenant();
             cle = gCleHistorique(moment);
             while (doc.value(section, cle)) {
                 moment = moment.addMSecs(1);
@@ -351,7 +351,8 @@ std::optional<MessageCapture> Capture::traiter(const Popup& popup)
     if (deja) {
         return std::nullopt;
     }
-    return MessageCapture {h.expediteur, u.description, h.destinataire, h.date, message, crypte, popup.peer, cle};
+    return MessageCapture {
+        h.expediteur, u.description, h.destinataire, h.date, message, crypte, qtext(popup.peer), cle};
 }
 
 } // namespace pv

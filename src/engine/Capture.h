@@ -64,7 +64,7 @@ EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete);
 class Capture
 {
 public:
-    explicit Capture(QString dossierSpool);
+    explicit Capture(std::string dossierSpool);
 
     // One timer tick: due reminders, then at most one pop-up. Store errors are reported and the pop-up stays.
     ResultatCapture mCapturerMessage();

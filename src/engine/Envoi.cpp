@@ -1,4 +1,5 @@
 #include "engine/Envoi.h"
+#include "common/MessengerText.h"
 
 #include "common/DataFile.h"
 #include "common/Error.h"
@@ -333,7 +334,7 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
         const QStringList stations = listerStations(demande.destinataire, s);
         groupe = stations.size() > 1;
 
-        const bool expediteurValide = isValidSenderName(p.expediteur);
+        const bool expediteurValide = isValidSenderName(stdText(p.expediteur));
         // One station's ping and send; pourAdresse: the station is pinged for its address even with the ping off.
         const auto traiter = [&](qsizetype i, bool pourAdresse) {
             IssueStation issue;
@@ -354,8 +355,8 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
             }
             QStringList textes;
             if (diffusion) {
-                const qsizetype place
-                    = qsizetype(domainTextRoom(station, p.expediteur)) - (demande.crypter ? MarqueCryptage.size() : 0);
+                const qsizetype place = qsizetype(domainTextRoom(stdText(station), stdText(p.expediteur)))
+                                        - (demande.crypter ? MarqueCryptage.size() : 0);
                 textes = decouperDiffusion(
                     sautsCrLf(gRemplacerVariables(station, issue.adresse, message, s.utilisateurs)), place);
             } else {
@@ -464,7 +465,7 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
 EnvoiMessage::EnvoiMessage(QObject* parent)
     : EnvoiMessage(
         [](const QString& station, const QString& expediteur, const QString& texte) {
-            return netMessageBufferSend(SendOptions {}, station, expediteur, texte);
+            return netMessageBufferSend(SendOptions {}, stdText(station), stdText(expediteur), stdText(texte)).code();
         },
         [](const QString& station, QString* adresse, int delaiMs) { return gPingStation(station, adresse, delaiMs); },
         parent)

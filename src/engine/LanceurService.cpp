@@ -1,4 +1,5 @@
 #include "engine/LanceurService.h"
+#include "common/MessengerText.h"
 
 #include "messenger/Spool.h"
 
@@ -58,7 +59,7 @@ void LanceurService::demarrer()
     if (qEnvironmentVariable("PILVANOR_MESSENGER") == QLatin1String("off")) {
         return;
     }
-    m_spool = PopupSpool::defaultFolder();
+    m_spool = qtext(PopupSpool::defaultFolder());
     if (m_spool.isEmpty()) {
         return;
     }

@@ -1,4 +1,5 @@
 #include "engine/Settings.h"
+#include "common/MessengerText.h"
 
 #include "common/Autostart.h"
 #include "common/DataFile.h"
@@ -183,7 +184,7 @@ void gChargerParametres()
     lireIndicateur(SectionGeneral, "PingStationAvantEnvoi", "1", p.pingStationAvantEnvoi);
     p.delaiAttente = gValeurNombreInitial(lire("DelaiAttente", QStringLiteral("500")));
     // Typed names are upper-cased: the default is the host's NetBIOS name, as pilvanor-send sends it.
-    p.expediteur = lire("Expediteur", localStationName());
+    p.expediteur = lire("Expediteur", qtext(localStationName()));
     p.caractereDevantReponseExpediteur = lire("CaractereDevantReponseExpediteur", QStringLiteral("> "));
     p.nbMessageMaxHistorique = gValeurNombreInitial(lire("NbMessageMaxHistorique", QStringLiteral("50")));
     p.titreFenetreMessenger = lire("TitreFenetreMessenger", QStringLiteral("Messenger Service "));

@@ -1,4 +1,5 @@
 #include "engine/VerificationExpediteur.h"
+#include "common/MessengerText.h"
 
 #include "common/TravailDeFond.h"
 #include "messenger/NameQuery.h"
@@ -11,10 +12,10 @@ namespace pv {
 
 ResolveursExpediteur gResolveursReseau(int delaiMs)
 {
-    return {[delaiMs](const QString& nom) { return resolveIpv4All(nom, delaiMs); },
+    return {[delaiMs](const QString& nom) { return resolveIpv4All(stdText(nom), delaiMs); },
             [delaiMs](const codec::NetbiosName& nom) {
                 // Every answer: a name may be held by a multi-homed station.
-                return broadcastNameQuery(nom, {codec::kNameServicePort, delaiMs, 3, false});
+                return broadcastNameQuery(nom, {codec::kNameServicePort, delaiMs, 3, false}).value_or({});
             }};
 }
 
@@ -41,7 +42,7 @@ VerdictExpediteur gVerifierExpediteur(const QString& expediteur, const QString& 
     // The DNS name and the NetBIOS name of a station may differ: ask the LAN too.
     if (r.netbios && QHostAddress(nom).isNull()) {
         for (const uint8_t suffixe : {codec::kSuffixMessenger, codec::kSuffixWorkstation}) {
-            const auto netbios = codec::netbiosNameFromText(nom, suffixe, codec::OemCodePage::Cp850);
+            const auto netbios = codec::netbiosNameFromText(stdText(nom), suffixe, codec::OemCodePage::Cp850);
             if (netbios && contient(r.netbios(*netbios))) {
                 return VerdictExpediteur::Confirme;
             }

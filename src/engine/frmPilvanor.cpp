@@ -1,4 +1,5 @@
 #include "engine/frmPilvanor.h"
+#include "common/MessengerText.h"
 
 #include "addressbook/frmGroupe.h"
 #include "addressbook/frmMessagePredefini.h"

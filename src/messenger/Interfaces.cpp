@@ -20,16 +20,19 @@ uint32_t hostOrder(const sockaddr* address)
 
 } // namespace
 
-std::vector<Ipv4Interface> ipv4Interfaces(QString* error)
+std::string systemErrorText(int error)
+{
+    char buffer[256] = {};
+    // The GNU strerror_r may return a static text instead of filling the buffer.
+    return ::strerror_r(error, buffer, sizeof buffer);
+}
+
+Expected<std::vector<Ipv4Interface>> ipv4Interfaces()
 {
     std::vector<Ipv4Interface> list;
     ifaddrs* all = nullptr;
     if (::getifaddrs(&all) != 0) {
-        if (error != nullptr) {
-            *error
-                = QStringLiteral("cannot list the network interfaces: %1").arg(QString::fromLocal8Bit(strerror(errno)));
-        }
-        return list;
+        return Failure {errno, "cannot list the network interfaces: " + systemErrorText(errno)};
     }
     for (const ifaddrs* i = all; i != nullptr; i = i->ifa_next) {
         if (i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET || !(i->ifa_flags & IFF_UP)
@@ -38,7 +41,7 @@ std::vector<Ipv4Interface> ipv4Interfaces(QString* error)
         }
         // ifa_broadaddr shares its storage with the peer address of a point-to-point link.
         const bool broadcast = (i->ifa_flags & IFF_BROADCAST) && i->ifa_broadaddr != nullptr;
-        list.push_back({QString::fromLocal8Bit(i->ifa_name),
+        list.push_back({i->ifa_name,
                         hostOrder(i->ifa_addr),
                         hostOrder(i->ifa_netmask),
                         broadcast ? hostOrder(i->ifa_broadaddr) : 0});
@@ -47,26 +50,30 @@ std::vector<Ipv4Interface> ipv4Interfaces(QString* error)
     return list;
 }
 
-std::vector<Ipv4Interface> broadcastInterfaces(QString* error)
+Expected<std::vector<Ipv4Interface>> broadcastInterfaces()
 {
-    std::vector<Ipv4Interface> list = ipv4Interfaces(error);
-    std::erase_if(list, [](const Ipv4Interface& i) { return i.broadcast == 0; });
+    auto list = ipv4Interfaces();
+    if (!list) {
+        return list;
+    }
+    std::erase_if(*list, [](const Ipv4Interface& i) { return i.broadcast == 0; });
+    if (list->empty()) {
+        return Failure {ENETUNREACH, "no network interface with a broadcast address"};
+    }
     return list;
 }
 
-QString ipv4ToText(uint32_t address)
+std::string ipv4ToText(uint32_t address)
 {
-    return QStringLiteral("%1.%2.%3.%4")
-        .arg(address >> 24)
-        .arg(address >> 16 & 0xFF)
-        .arg(address >> 8 & 0xFF)
-        .arg(address & 0xFF);
+    return std::to_string(address >> 24) + '.' + std::to_string(address >> 16 & 0xFF) + '.'
+           + std::to_string(address >> 8 & 0xFF) + '.' + std::to_string(address & 0xFF);
 }
 
-std::optional<uint32_t> ipv4FromText(const QString& text)
+std::optional<uint32_t> ipv4FromText(std::string_view text)
 {
     in_addr a {};
-    if (text.contains(QChar(0)) || ::inet_pton(AF_INET, text.toLatin1().constData(), &a) != 1) {
+    if (text.empty() || text.size() > 15 || text.find('\0') != std::string_view::npos
+        || ::inet_pton(AF_INET, std::string(text).c_str(), &a) != 1) {
         return std::nullopt;
     }
     return ntohl(a.s_addr);

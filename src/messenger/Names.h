@@ -1,9 +1,11 @@
 #pragma once
 
+#include "messenger/Expected.h"
 #include "messenger/codec/OemCodePage.h"
 
-#include <QString>
-#include <QStringList>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace pv {
 
@@ -12,21 +14,28 @@ namespace pv {
 class ServiceNames
 {
 public:
-    explicit ServiceNames(QString spoolFolder);
+    explicit ServiceNames(std::string spoolFolder);
 
-    QString filePath() const;
+    std::string filePath() const;
     // The aliases of the file that can be NetBIOS names, upper-cased, each once, in file order.
-    QStringList aliases(codec::OemCodePage codePage = codec::OemCodePage::Cp850) const;
-    // NetMessageNameAdd: keeps a new alias (NetBIOS form, upper case). False with a reason when the name cannot be a
-    // NetBIOS name or the file cannot be written; an alias already there is fine.
-    bool add(const QString& alias, QString* error = nullptr, codec::OemCodePage codePage = codec::OemCodePage::Cp850);
+    std::vector<std::string> aliases(codec::OemCodePage codePage = codec::OemCodePage::Cp850) const;
+    // NetMessageNameAdd: keeps a new alias (NetBIOS form, upper case). An error when the name cannot be a NetBIOS
+    // name or the file cannot be written; an alias already there is fine.
+    Status add(std::string_view alias, codec::OemCodePage codePage = codec::OemCodePage::Cp850);
 
     // The name as the service holds it (upper case, blanks around it dropped), or "" when it cannot be a NetBIOS
     // name in this code page.
-    static QString normalized(const QString& name, codec::OemCodePage codePage = codec::OemCodePage::Cp850);
+    static std::string normalized(std::string_view name, codec::OemCodePage codePage = codec::OemCodePage::Cp850);
 
 private:
-    QString m_folder;
+    std::string m_folder;
 };
+
+// Writes a whole file under a temporary name, syncs it and renames it over `path`: a reader sees the old file or
+// the new one, never a part.
+Status writeFileAtomically(const std::string& path, std::string_view bytes);
+
+// mkdir -p.
+Status makeFolders(const std::string& path);
 
 } // namespace pv

@@ -1,20 +1,21 @@
 #include "messenger/Service.h"
 
+#include "messenger/Interfaces.h"
 #include "messenger/Names.h"
 #include "messenger/codec/Datagram.h"
 #include "messenger/codec/NameService.h"
 #include "messenger/codec/NetbiosName.h"
 #include "messenger/codec/SessionFrame.h"
 #include "messenger/codec/SmbMessage.h"
+#include "messenger/codec/Utf8.h"
 
-#include <QDir>
-#include <QFile>
-
+#include <algorithm>
 #include <arpa/inet.h>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -48,15 +49,20 @@ int64_t nowMs()
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-QString errnoText()
+std::string errnoText()
 {
-    return QString::fromLocal8Bit(strerror(errno));
+    return systemErrorText(errno);
 }
 
-QString addressText(const in_addr& address)
+std::string addressText(const in_addr& address)
 {
     char text[INET_ADDRSTRLEN] = {};
-    return QString::fromLatin1(::inet_ntop(AF_INET, &address, text, sizeof text));
+    return ::inet_ntop(AF_INET, &address, text, sizeof text);
+}
+
+bool contains(const std::vector<std::string>& list, const std::string& item)
+{
+    return std::find(list.begin(), list.end(), item) != list.end();
 }
 
 struct Message
@@ -70,7 +76,7 @@ struct Connection
 {
     int fd = -1;
     uint64_t serial = 0;
-    QString peer;
+    std::string peer;
     std::vector<uint8_t> in;  // the frame being read, never more
     std::vector<uint8_t> out; // the reply not yet sent
     int64_t lastActive = 0;   // the last whole frame other than a keep-alive
@@ -96,9 +102,9 @@ struct Delivery
 PopupLanguage popupLanguageFromEnvironment()
 {
     for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        const QString value = qEnvironmentVariable(variable);
-        if (!value.isEmpty()) {
-            return value.startsWith(QLatin1String("fr")) ? PopupLanguage::French : PopupLanguage::English;
+        const char* value = std::getenv(variable);
+        if (value != nullptr && *value != '\0') {
+            return std::string_view(value).starts_with("fr") ? PopupLanguage::French : PopupLanguage::English;
         }
     }
     return PopupLanguage::English;
@@ -108,26 +114,41 @@ PopupWording popupWording(PopupLanguage language)
 {
     // The French title is the likeliest one; neither trailing blank could be checked against Windows.
     if (language == PopupLanguage::French) {
-        return {QStringLiteral("Service Affichage des messages "), QStringLiteral("Message de %1 \u00e0 %2 le %3")};
+        return {"Service Affichage des messages ", "Message de %1 \u00e0 %2 le %3"};
     }
-    return {QStringLiteral("Messenger Service "), QStringLiteral("Message from %1 to %2 on %3")};
+    return {"Messenger Service ", "Message from %1 to %2 on %3"};
 }
 
-QString withCrLfLineBreaks(const QString& text)
+std::string PopupWording::headerFor(std::string_view from, std::string_view to, std::string_view date) const
 {
-    QString out;
+    std::string out;
+    for (size_t i = 0; i < header.size(); ++i) {
+        const char next = i + 1 < header.size() ? header[i + 1] : '\0';
+        if (header[i] == '%' && next >= '1' && next <= '3') {
+            out += next == '1' ? from : next == '2' ? to : date;
+            ++i;
+        } else {
+            out += header[i];
+        }
+    }
+    return out;
+}
+
+std::string withCrLfLineBreaks(std::string_view text)
+{
+    std::string out;
     out.reserve(text.size() + text.size() / 8);
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text[i];
-        if (c == QLatin1Char('\r') || c == QLatin1Char('\n')) {
-            const QChar pair = c == QLatin1Char('\r') ? QLatin1Char('\n') : QLatin1Char('\r');
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '\r' || c == '\n') {
+            const char pair = c == '\r' ? '\n' : '\r';
             if (i + 1 < text.size() && text[i + 1] == pair) {
                 ++i;
             }
-            out += QLatin1String("\r\n");
-        } else if (c == QChar(0x14)) {
-            out += QLatin1String("\r\n");
-        } else if (c != QChar(0)) { // a C string on Windows; a NUL would only trouble the readers
+            out += "\r\n";
+        } else if (c == '\x14') {
+            out += "\r\n";
+        } else if (c != '\0') { // a C string on Windows; a NUL would only trouble the readers
             out += c;
         }
     }
@@ -139,8 +160,8 @@ Popup makePopup(std::string_view from,
                 std::string_view text,
                 OemCodePage codePage,
                 PopupLanguage language,
-                const QString& peer,
-                const QDateTime& arrived)
+                const std::string& peer,
+                const ArrivalTime& arrived)
 {
     Popup p;
     p.from = decodeOemText(from, codePage);
@@ -149,9 +170,8 @@ Popup makePopup(std::string_view from,
     p.arrived = arrived;
     const PopupWording wording = popupWording(language);
     p.title = wording.title;
-    // One arg() call: a "%2" in a sender's name stays as it is.
-    p.text = wording.header.arg(p.from, p.to, arrived.toString(QStringLiteral("dd/MM/yyyy HH:mm:ss")))
-             + QLatin1String("\r\n\r\n") + withCrLfLineBreaks(decodeOemText(text, codePage));
+    p.text = wording.headerFor(p.from, p.to, arrived.headerText()) + "\r\n\r\n"
+             + withCrLfLineBreaks(decodeOemText(text, codePage));
     return p;
 }
 
@@ -164,8 +184,8 @@ struct MessengerService::Impl
     }
     ~Impl();
 
-    MessengerService::StartResult start(QString* error);
-    int bindSocket(int type, int port, uint16_t& bound, QString* error);
+    Status start();
+    int bindSocket(int type, int port, uint16_t& bound, std::string& error);
     bool run();
 
     void refreshNames();
@@ -200,7 +220,7 @@ struct MessengerService::Impl
     uint16_t tcpPort = 0;
     uint16_t nsPort = 0;
     uint16_t dgmPort = 0;
-    QStringList warnings;
+    std::vector<std::string> warnings;
     std::atomic<bool> stopping = false;
 
     std::unordered_map<int, std::unique_ptr<Connection>> connections;
@@ -208,11 +228,11 @@ struct MessengerService::Impl
     uint64_t nextSerial = 1;
     uint16_t nextGroupId = 0;
     std::vector<Delivery> pending;
-    qsizetype spoolFiles = 0; // an estimate: the desktop program removes files behind our back
-    QString lastSpoolError;
+    size_t spoolFiles = 0; // an estimate: the desktop program removes files behind our back
+    std::string lastSpoolError;
 
-    QStringList fixedNames; // host name and --name
-    QStringList names;
+    std::vector<std::string> fixedNames; // host name and --name
+    std::vector<std::string> names;
     std::optional<std::tuple<ino_t, off_t, time_t, long>> namesStamp;
     bool namesRead = false;
 };
@@ -229,15 +249,17 @@ MessengerService::Impl::~Impl()
     }
 }
 
-int MessengerService::Impl::bindSocket(int type, int port, uint16_t& bound, QString* error)
+int MessengerService::Impl::bindSocket(int type, int port, uint16_t& bound, std::string& error)
 {
     sockaddr_in address {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<uint16_t>(port));
-    if (::inet_pton(AF_INET, o.bindAddress.toLatin1().constData(), &address.sin_addr) != 1) {
-        *error = QStringLiteral("%1 is not an IPv4 address").arg(o.bindAddress);
+    const auto ip = ipv4FromText(o.bindAddress);
+    if (!ip) {
+        error = o.bindAddress + " is not an IPv4 address";
         return -1;
     }
+    address.sin_addr.s_addr = htonl(*ip);
     const int fd = ::socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     const int on = 1;
     // A restarted service must get its TCP port back while old connections linger; UDP ports stay exclusive, so
@@ -246,7 +268,7 @@ int MessengerService::Impl::bindSocket(int type, int port, uint16_t& bound, QStr
         || ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0
         || (type == SOCK_STREAM && ::listen(fd, 128) != 0)
         || (type == SOCK_DGRAM && ::setsockopt(fd, IPPROTO_IP, IP_PKTINFO, &on, sizeof on) != 0)) {
-        *error = QStringLiteral("%1 port %2: %3").arg(type == SOCK_STREAM ? "TCP" : "UDP").arg(port).arg(errnoText());
+        error = std::string(type == SOCK_STREAM ? "TCP" : "UDP") + " port " + std::to_string(port) + ": " + errnoText();
         if (fd >= 0) {
             ::close(fd);
         }
@@ -262,21 +284,20 @@ int MessengerService::Impl::bindSocket(int type, int port, uint16_t& bound, QStr
     return fd;
 }
 
-MessengerService::StartResult MessengerService::Impl::start(QString* error)
+Status MessengerService::Impl::start()
 {
-    if (o.spoolFolder.isEmpty() || !QDir().mkpath(o.spoolFolder)) {
-        *error = QStringLiteral("cannot create the spool folder \"%1\"").arg(o.spoolFolder);
-        return StartResult::SpoolFailed;
+    auto failed = [](StartResult result, std::string text) { return Failure {int(result), std::move(text)}; };
+    if (o.spoolFolder.empty() || !makeFolders(o.spoolFolder)) {
+        return failed(StartResult::SpoolFailed, "cannot create the spool folder \"" + o.spoolFolder + '"');
     }
-    const QByteArray lockPath = QFile::encodeName(o.spoolFolder + QStringLiteral("/.lock"));
-    lockFd = ::open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    const std::string lockPath = o.spoolFolder + "/.lock";
+    lockFd = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (lockFd < 0) {
-        *error = QStringLiteral("cannot open %1: %2").arg(QFile::decodeName(lockPath), errnoText());
-        return StartResult::SpoolFailed;
+        return failed(StartResult::SpoolFailed, "cannot open " + lockPath + ": " + errnoText());
     }
     if (::flock(lockFd, LOCK_EX | LOCK_NB) != 0) {
-        *error = QStringLiteral("another pilvanor-messenger already serves %1").arg(o.spoolFolder);
-        return errno == EWOULDBLOCK ? StartResult::SpoolBusy : StartResult::SpoolFailed;
+        return failed(errno == EWOULDBLOCK ? StartResult::SpoolBusy : StartResult::SpoolFailed,
+                      "another pilvanor-messenger already serves " + o.spoolFolder);
     }
     // Only the lock holder writes, so whatever is half-written is left from a crash.
     spool.removeTemporaries();
@@ -285,36 +306,36 @@ MessengerService::StartResult MessengerService::Impl::start(QString* error)
     epollFd = ::epoll_create1(EPOLL_CLOEXEC);
     wakeFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     if (epollFd < 0 || wakeFd < 0) {
-        *error = QStringLiteral("cannot make the event loop: %1").arg(errnoText());
-        return StartResult::TcpFailed;
+        return failed(StartResult::TcpFailed, "cannot make the event loop: " + errnoText());
     }
     epoll_event event {};
     event.events = EPOLLIN;
     event.data.fd = wakeFd;
     ::epoll_ctl(epollFd, EPOLL_CTL_ADD, wakeFd, &event);
 
-    QString why;
-    tcpFd = bindSocket(SOCK_STREAM, o.port, tcpPort, &why);
+    std::string why;
+    tcpFd = bindSocket(SOCK_STREAM, o.port, tcpPort, why);
     if (tcpFd < 0) {
-        *error = QStringLiteral("cannot receive messages: %1").arg(why);
-        return StartResult::TcpFailed;
+        return failed(StartResult::TcpFailed, "cannot receive messages: " + why);
     }
-    if (o.nameServicePort >= 0 && (nsFd = bindSocket(SOCK_DGRAM, o.nameServicePort, nsPort, &why)) < 0) {
-        warnings << QStringLiteral("does not answer name queries (%1)").arg(why);
+    if (o.nameServicePort >= 0 && (nsFd = bindSocket(SOCK_DGRAM, o.nameServicePort, nsPort, why)) < 0) {
+        warnings.push_back("does not answer name queries (" + why + ")");
     }
-    if (o.datagramPort >= 0 && (dgmFd = bindSocket(SOCK_DGRAM, o.datagramPort, dgmPort, &why)) < 0) {
-        warnings << QStringLiteral("does not receive domain broadcasts (%1)").arg(why);
+    if (o.datagramPort >= 0 && (dgmFd = bindSocket(SOCK_DGRAM, o.datagramPort, dgmPort, why)) < 0) {
+        warnings.push_back("does not receive domain broadcasts (" + why + ")");
     }
 
-    for (const QString& name : QStringList {o.hostName} + o.names) {
-        const QString n = ServiceNames::normalized(name, o.codePage);
-        if (!n.isEmpty() && !fixedNames.contains(n)) {
-            fixedNames << n;
+    std::vector<std::string> given {o.hostName};
+    given.insert(given.end(), o.names.begin(), o.names.end());
+    for (const std::string& name : given) {
+        const std::string n = ServiceNames::normalized(name, o.codePage);
+        if (!n.empty() && !contains(fixedNames, n)) {
+            fixedNames.push_back(n);
         }
     }
-    o.workgroup = o.workgroup.toUpper();
+    o.workgroup = toUpperText(o.workgroup);
     refreshNames();
-    return StartResult::Ok;
+    return success();
 }
 
 // A stat per use: the desktop program adds aliases while the service runs.
@@ -325,7 +346,7 @@ void MessengerService::Impl::refreshNames()
     {
     };
     std::optional<std::tuple<ino_t, off_t, time_t, long>> stamp;
-    if (::stat(QFile::encodeName(file.filePath()).constData(), &st) == 0) {
+    if (::stat(file.filePath().c_str(), &st) == 0) {
         stamp = std::tuple(st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec);
     }
     if (namesRead && stamp == namesStamp) {
@@ -334,16 +355,16 @@ void MessengerService::Impl::refreshNames()
     namesRead = true;
     namesStamp = stamp;
     names = fixedNames;
-    for (const QString& alias : file.aliases(o.codePage)) {
-        if (!names.contains(alias)) {
-            names << alias;
+    for (const std::string& alias : file.aliases(o.codePage)) {
+        if (!contains(names, alias)) {
+            names.push_back(alias);
         }
     }
 }
 
 bool MessengerService::Impl::isOurName(const NetbiosName& name) const
 {
-    return names.contains(decodeOemText(name.name, o.codePage).toUpper());
+    return contains(names, toUpperText(decodeOemText(name.name, o.codePage)));
 }
 
 void MessengerService::Impl::watch(Connection& c, uint32_t events, int op)
@@ -547,8 +568,7 @@ void MessengerService::Impl::deliver(Connection& c, const SmbHeader& request, co
         {c.fd,
          c.serial,
          request,
-         makePopup(
-             message.from, message.to, message.text, o.codePage, o.language, c.peer, QDateTime::currentDateTime())});
+         makePopup(message.from, message.to, message.text, o.codePage, o.language, c.peer, ArrivalTime::now())});
 }
 
 void MessengerService::Impl::reply(Connection& c,
@@ -599,22 +619,22 @@ void MessengerService::Impl::commit()
     if (pending.empty()) {
         return;
     }
-    if (spoolFiles + qsizetype(pending.size()) > o.maxSpoolFiles) {
+    if (spoolFiles + pending.size() > o.maxSpoolFiles) {
         spoolFiles = spool.count();
     }
     // Once the spool is full the rest is refused, so the batch is a prefix of `pending`.
-    QList<Popup> batch;
+    std::vector<Popup> batch;
     for (const Delivery& d : pending) {
         if (spoolFiles + batch.size() < o.maxSpoolFiles) {
-            batch.append(d.popup);
+            batch.push_back(d.popup);
         }
     }
-    QString error;
-    const std::vector<bool> written = spool.write(batch, &error);
-    if (!error.isEmpty() && error != lastSpoolError) {
-        std::fprintf(stderr, "pilvanor-messenger: %s\n", qPrintable(error));
+    const SpoolWrite done = spool.write(batch);
+    const std::vector<bool>& written = done.durable;
+    if (!done.error.empty() && done.error != lastSpoolError) {
+        std::fprintf(stderr, "pilvanor-messenger: %s\n", done.error.c_str());
     }
-    lastSpoolError = error;
+    lastSpoolError = done.error;
     for (size_t i = 0; i < pending.size(); ++i) {
         const Delivery& d = pending[i];
         const bool ok = i < written.size() && written[i];
@@ -699,20 +719,20 @@ void MessengerService::Impl::answerNameQueries()
 // Silence for anything else, as nmbd keeps for a name it does not hold.
 std::optional<std::vector<uint8_t>> MessengerService::Impl::answerFor(const NameQuestion& question, uint32_t local)
 {
-    const QString asked = decodeOemText(question.name.name, o.codePage).toUpper();
-    const QString host = fixedNames.value(0);
+    const std::string asked = toUpperText(decodeOemText(question.name.name, o.codePage));
+    const std::string host = fixedNames.empty() ? std::string() : fixedNames.front();
     if (question.type == kRrTypeNbStat) {
         if (question.name.name != NetbiosName::wildcard().name && !isOurName(question.name) && asked != o.workgroup) {
             return std::nullopt;
         }
         std::vector<NodeStatusEntry> entries;
-        auto add = [&](const QString& text, uint8_t suffix, uint16_t flags) {
+        auto add = [&](const std::string& text, uint8_t suffix, uint16_t flags) {
             if (auto name = netbiosNameFromText(text, suffix, o.codePage)) {
                 entries.push_back({*name, flags});
             }
         };
         add(host, kSuffixWorkstation, kNameActive);
-        for (const QString& name : names) {
+        for (const std::string& name : names) {
             add(name, kSuffixMessenger, kNameActive);
         }
         add(o.workgroup, kSuffixWorkstation, kNameActive | kNbGroup);
@@ -760,7 +780,7 @@ void MessengerService::Impl::receiveDatagrams()
         const NetbiosName& to = datagram->destination;
         const bool forUs
             = datagram->type == DatagramType::Broadcast
-              || (to.suffix == kSuffixWorkstation && decodeOemText(to.name, o.codePage).toUpper() == o.workgroup)
+              || (to.suffix == kSuffixWorkstation && toUpperText(decodeOemText(to.name, o.codePage)) == o.workgroup)
               || ((to.suffix == kSuffixWorkstation || to.suffix == kSuffixMessenger) && isOurName(to));
         if (!forUs) {
             continue;
@@ -778,7 +798,7 @@ void MessengerService::Impl::receiveDatagrams()
                                      o.codePage,
                                      o.language,
                                      addressText(from.sin_addr),
-                                     QDateTime::currentDateTime())});
+                                     ArrivalTime::now())});
     }
 }
 
@@ -824,17 +844,12 @@ MessengerService::MessengerService(ServiceOptions options)
 
 MessengerService::~MessengerService() = default;
 
-MessengerService::StartResult MessengerService::start(QString* error)
+Status MessengerService::start()
 {
-    QString why;
-    const StartResult result = d->start(&why);
-    if (error) {
-        *error = why;
-    }
-    return result;
+    return d->start();
 }
 
-const QStringList& MessengerService::warnings() const
+const std::vector<std::string>& MessengerService::warnings() const
 {
     return d->warnings;
 }
@@ -868,7 +883,7 @@ void MessengerService::stop()
     }
 }
 
-QStringList MessengerService::names()
+std::vector<std::string> MessengerService::names()
 {
     d->refreshNames();
     return d->names;

@@ -3,13 +3,11 @@
 #include "messenger/Spool.h"
 #include "messenger/codec/OemCodePage.h"
 
-#include <QDateTime>
-#include <QString>
-#include <QStringList>
-
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace pv {
 
@@ -22,13 +20,16 @@ PopupLanguage popupLanguageFromEnvironment();
 // recipient and %3 the date and time. Readers of the spool recognise pop-ups by these too.
 struct PopupWording
 {
-    QString title;
-    QString header;
+    std::string title;
+    std::string header;
+
+    // The header with its fields put in, in one pass: a "%2" in a sender's name stays as it is.
+    std::string headerFor(std::string_view from, std::string_view to, std::string_view date) const;
 };
 PopupWording popupWording(PopupLanguage language);
 
-// Every line-break form a sender may use (CR LF, LF CR, CR, LF, 0x14) as one CR LF.
-QString withCrLfLineBreaks(const QString& text);
+// Every line-break form a sender may use (CR LF, LF CR, CR, LF, 0x14) as one CR LF; NULs dropped.
+std::string withCrLfLineBreaks(std::string_view text);
 
 // The pop-up the Windows message service shows for a message whose From, To and text came as OEM bytes: the title,
 // then "Message from FROM to TO on DATE TIME", an empty line and the text.
@@ -37,19 +38,19 @@ Popup makePopup(std::string_view from,
                 std::string_view text,
                 codec::OemCodePage codePage,
                 PopupLanguage language,
-                const QString& peer,
-                const QDateTime& arrived);
+                const std::string& peer,
+                const ArrivalTime& arrived);
 
 struct ServiceOptions
 {
-    QString spoolFolder {};
-    QString bindAddress = QStringLiteral("0.0.0.0"); // IPv4: NetBIOS has no other
-    uint16_t port = 139;                             // 0: any free port
-    int nameServicePort = 137;                       // UDP; 0: any free port, below 0: not served
-    int datagramPort = 138;                          // the same
-    QString hostName {};                             // answered to as a messenger name (--name is another)
-    QStringList names {};                            // more names besides the host name and the aliases file
-    QString workgroup = QStringLiteral("WORKGROUP");
+    std::string spoolFolder {};
+    std::string bindAddress = "0.0.0.0"; // IPv4: NetBIOS has no other
+    uint16_t port = 139;                 // 0: any free port
+    int nameServicePort = 137;           // UDP; 0: any free port, below 0: not served
+    int datagramPort = 138;              // the same
+    std::string hostName {};             // answered to as a messenger name (--name is another)
+    std::vector<std::string> names {};   // more names besides the host name and the aliases file
+    std::string workgroup = "WORKGROUP";
     codec::OemCodePage codePage = codec::OemCodePage::Cp850;
     PopupLanguage language = PopupLanguage::English;
     // What a peer can make the service hold.
@@ -57,7 +58,7 @@ struct ServiceOptions
     int idleMs = 30'000;
     uint32_t maxFrameLength = 66 * 1024; // the largest D0 fits
     size_t maxMessageBytes = 64 * 1024;
-    qsizetype maxSpoolFiles = 10'000;
+    size_t maxSpoolFiles = 10'000;
 };
 
 // pilvanor-messenger: receives messages over the NetBIOS session service (TCP), as domain broadcasts (UDP
@@ -78,10 +79,10 @@ public:
     MessengerService(const MessengerService&) = delete;
     MessengerService& operator=(const MessengerService&) = delete;
 
-    // Locks the spool and binds the sockets; error says why it failed. The UDP ports that could not be bound are in
-    // warnings(): the service goes on without them.
-    StartResult start(QString* error = nullptr);
-    const QStringList& warnings() const;
+    // Locks the spool and binds the sockets; the error's code is a StartResult. The UDP ports that could not be
+    // bound are in warnings(): the service goes on without them.
+    Status start();
+    const std::vector<std::string>& warnings() const;
     uint16_t port() const;
     uint16_t nameServicePort() const; // 0 when not served
     uint16_t datagramPort() const;
@@ -92,7 +93,7 @@ public:
     void stop();
 
     // The names it answers to now (the aliases file read again when it changed).
-    QStringList names();
+    std::vector<std::string> names();
 
 private:
     struct Impl;

@@ -1,56 +1,200 @@
 #include "messenger/Spool.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include "messenger/Interfaces.h"
+#include "messenger/Names.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
+#include <fstream>
+#include <iterator>
 #include <unistd.h>
 
 namespace pv {
 
 namespace {
 
-const QString Suffix = QStringLiteral(".popup");
+using namespace std::chrono;
 
-// Header fields are single lines: names and addresses from the network never carry a line break into the file.
-QString oneLine(const QString& value)
+constexpr std::string_view kSuffix = ".popup";
+
+bool endsWith(std::string_view text, std::string_view end)
 {
-    QString out = value;
-    for (QChar& c : out) {
-        if (c == QLatin1Char('\r') || c == QLatin1Char('\n')) {
-            c = QLatin1Char(' ');
-        }
-    }
-    return out;
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-QString errnoText(const char* what)
+// Header fields are single lines: names and addresses from the network never carry a line break into the file.
+std::string oneLine(std::string value)
 {
-    return QStringLiteral("%1: %2").arg(QLatin1String(what), QString::fromLocal8Bit(strerror(errno)));
+    std::replace(value.begin(), value.end(), '\r', ' ');
+    std::replace(value.begin(), value.end(), '\n', ' ');
+    return value;
+}
+
+Failure systemError(const std::string& what)
+{
+    return Failure {errno, what + ": " + systemErrorText(errno)};
+}
+
+struct LocalFields
+{
+    year_month_day date;
+    hh_mm_ss<milliseconds> time;
+};
+
+LocalFields localFields(const ArrivalTime& t)
+{
+    const auto local = t.utc + seconds(t.utcOffsetSeconds);
+    const auto day = floor<days>(local);
+    return {year_month_day(day), hh_mm_ss<milliseconds>(local - day)};
+}
+
+// Reads `width` digits at `at`.
+std::optional<int> digits(std::string_view text, size_t at, size_t width)
+{
+    if (at + width > text.size()) {
+        return std::nullopt;
+    }
+    int value = 0;
+    for (size_t i = at; i < at + width; ++i) {
+        if (text[i] < '0' || text[i] > '9') {
+            return std::nullopt;
+        }
+        value = value * 10 + (text[i] - '0');
+    }
+    return value;
 }
 
 } // namespace
 
-PopupSpool::PopupSpool(QString folder)
+ArrivalTime ArrivalTime::now()
+{
+    const auto instant = floor<milliseconds>(system_clock::now());
+    const time_t t = system_clock::to_time_t(instant);
+    tm local {};
+    ::localtime_r(&t, &local);
+    return {instant, int(local.tm_gmtoff)};
+}
+
+std::string ArrivalTime::isoText() const
+{
+    const LocalFields f = localFields(*this);
+    const int offset = std::abs(utcOffsetSeconds) / 60;
+    char text[48];
+    std::snprintf(text,
+                  sizeof text,
+                  "%04d-%02u-%02uT%02d:%02d:%02d.%03d%c%02d:%02d",
+                  int(f.date.year()),
+                  unsigned(f.date.month()),
+                  unsigned(f.date.day()),
+                  int(f.time.hours().count()),
+                  int(f.time.minutes().count()),
+                  int(f.time.seconds().count()),
+                  int(f.time.subseconds().count()),
+                  utcOffsetSeconds < 0 ? '-' : '+',
+                  offset / 60,
+                  offset % 60);
+    return text;
+}
+
+std::optional<ArrivalTime> ArrivalTime::fromIsoText(std::string_view text)
+{
+    const auto y = digits(text, 0, 4), mo = digits(text, 5, 2), d = digits(text, 8, 2);
+    const auto h = digits(text, 11, 2), mi = digits(text, 14, 2), s = digits(text, 17, 2);
+    if (!y || !mo || !d || !h || !mi || !s || text[4] != '-' || text[7] != '-' || text[10] != 'T' || text[13] != ':'
+        || text[16] != ':' || *h > 23 || *mi > 59 || *s > 59) {
+        return std::nullopt;
+    }
+    const year_month_day date {year(*y), month(unsigned(*mo)), day(unsigned(*d))};
+    if (!date.ok()) {
+        return std::nullopt;
+    }
+    size_t at = 19;
+    int ms = 0;
+    if (at < text.size() && text[at] == '.') {
+        size_t end = at + 1;
+        while (end < text.size() && text[end] >= '0' && text[end] <= '9') {
+            ++end;
+        }
+        if (end == at + 1) {
+            return std::nullopt;
+        }
+        const std::string fraction = std::string(text.substr(at + 1, std::min<size_t>(end - at - 1, 3))) + "00";
+        ms = *digits(fraction, 0, 3);
+        at = end;
+    }
+    const auto local = sys_days(date) + hours(*h) + minutes(*mi) + seconds(*s) + milliseconds(ms);
+    const std::string_view zone = text.substr(at);
+    if (zone == "Z") {
+        return ArrivalTime {local, 0};
+    }
+    if (zone.size() == 6 && (zone[0] == '+' || zone[0] == '-') && zone[3] == ':') {
+        const auto oh = digits(zone, 1, 2), om = digits(zone, 4, 2);
+        if (!oh || !om) {
+            return std::nullopt;
+        }
+        const int offset = (zone[0] == '-' ? -1 : 1) * (*oh * 3600 + *om * 60);
+        return ArrivalTime {local - seconds(offset), offset};
+    }
+    if (!zone.empty()) {
+        return std::nullopt;
+    }
+    // A local time: the zone of this machine says which instant it was.
+    tm fields {};
+    fields.tm_year = *y - 1900;
+    fields.tm_mon = *mo - 1;
+    fields.tm_mday = *d;
+    fields.tm_hour = *h;
+    fields.tm_min = *mi;
+    fields.tm_sec = *s;
+    fields.tm_isdst = -1;
+    const time_t t = ::mktime(&fields);
+    return ArrivalTime {floor<milliseconds>(system_clock::from_time_t(t)) + milliseconds(ms), int(fields.tm_gmtoff)};
+}
+
+std::string ArrivalTime::headerText() const
+{
+    const LocalFields f = localFields(*this);
+    char text[32];
+    std::snprintf(text,
+                  sizeof text,
+                  "%02u/%02u/%04d %02d:%02d:%02d",
+                  unsigned(f.date.day()),
+                  unsigned(f.date.month()),
+                  int(f.date.year()),
+                  int(f.time.hours().count()),
+                  int(f.time.minutes().count()),
+                  int(f.time.seconds().count()));
+    return text;
+}
+
+PopupSpool::PopupSpool(std::string folder)
     : m_folder(std::move(folder))
 {
 }
 
-QString PopupSpool::defaultFolder()
+std::string PopupSpool::defaultFolder()
 {
-    QString state = qEnvironmentVariable("XDG_STATE_HOME");
-    if (state.isEmpty() || !QDir::isAbsolutePath(state)) {
-        const QString home = qEnvironmentVariable("HOME");
-        if (home.isEmpty()) {
+    const char* state = std::getenv("XDG_STATE_HOME");
+    std::string base;
+    if (state != nullptr && state[0] == '/') {
+        base = state;
+    } else {
+        const char* home = std::getenv("HOME");
+        if (home == nullptr || *home == '\0') {
             return {};
         }
-        state = home + QStringLiteral("/.local/state");
+        base = std::string(home) + "/.local/state";
     }
-    return QDir::cleanPath(state) + QStringLiteral("/pilvanor/popups");
+    while (base.size() > 1 && base.back() == '/') {
+        base.pop_back();
+    }
+    return base + "/pilvanor/popups";
 }
 
 /*
@@ -65,33 +209,35 @@ QString PopupSpool::defaultFolder()
  *   <empty line>
  *   <text, CR LF line breaks, to the end of the file>
  */
-QByteArray PopupSpool::serialize(const Popup& popup)
+std::string PopupSpool::serialize(const Popup& popup)
 {
-    QString head = QStringLiteral("Pilvanor-Popup: 1\n");
-    head += QStringLiteral("Title: ") + oneLine(popup.title) + QLatin1Char('\n');
-    head += QStringLiteral("From: ") + oneLine(popup.from) + QLatin1Char('\n');
-    head += QStringLiteral("To: ") + oneLine(popup.to) + QLatin1Char('\n');
-    head += QStringLiteral("Peer: ") + oneLine(popup.peer) + QLatin1Char('\n');
-    // With its offset: a local time alone says nothing once the zone or the daylight-saving time changes.
-    const QDateTime arrived = popup.arrived.toOffsetFromUtc(popup.arrived.offsetFromUtc());
-    head += QStringLiteral("Arrived: ") + arrived.toString(Qt::ISODateWithMs) + QStringLiteral("\n\n");
-    return head.toUtf8() + popup.text.toUtf8();
+    std::string out = "Pilvanor-Popup: 1\n";
+    out += "Title: " + oneLine(popup.title) + '\n';
+    out += "From: " + oneLine(popup.from) + '\n';
+    out += "To: " + oneLine(popup.to) + '\n';
+    out += "Peer: " + oneLine(popup.peer) + '\n';
+    out += "Arrived: " + (popup.arrived ? popup.arrived->isoText() : std::string()) + "\n\n";
+    return out + popup.text;
 }
 
-std::optional<Popup> PopupSpool::parse(const QByteArray& bytes)
+std::optional<Popup> PopupSpool::parse(std::string_view bytes)
 {
-    const qsizetype end = bytes.indexOf("\n\n");
-    if (!bytes.startsWith("Pilvanor-Popup: 1\n") || end < 0) {
+    constexpr std::string_view kMagic = "Pilvanor-Popup: 1\n";
+    const size_t end = bytes.find("\n\n");
+    if (bytes.substr(0, kMagic.size()) != kMagic || end == std::string_view::npos) {
         return std::nullopt;
     }
     Popup p;
-    for (const QByteArray& line : bytes.left(end).split('\n')) {
-        const qsizetype colon = line.indexOf(": ");
-        if (colon < 0) {
+    for (size_t start = 0; start < end;) {
+        const size_t stop = std::min(bytes.find('\n', start), end);
+        const std::string_view line = bytes.substr(start, stop - start);
+        start = stop + 1;
+        const size_t colon = line.find(": ");
+        if (colon == std::string_view::npos) {
             continue;
         }
-        const QByteArray key = line.left(colon);
-        const QString value = QString::fromUtf8(line.mid(colon + 2));
+        const std::string_view key = line.substr(0, colon);
+        const std::string value(line.substr(colon + 2));
         if (key == "Title") {
             p.title = value;
         } else if (key == "From") {
@@ -101,67 +247,68 @@ std::optional<Popup> PopupSpool::parse(const QByteArray& bytes)
         } else if (key == "Peer") {
             p.peer = value;
         } else if (key == "Arrived") {
-            p.arrived = QDateTime::fromString(value, Qt::ISODateWithMs);
+            p.arrived = ArrivalTime::fromIsoText(value);
         }
     }
-    p.text = QString::fromUtf8(bytes.mid(end + 2));
+    p.text = bytes.substr(end + 2);
     return p;
 }
 
-bool PopupSpool::write(const Popup& popup, QString* error)
+Status PopupSpool::write(const Popup& popup)
 {
-    return write(QList<Popup> {popup}, error).front();
+    SpoolWrite done = write(std::span(&popup, 1));
+    if (done.durable.front()) {
+        return success();
+    }
+    return Failure {EIO, done.error};
 }
 
-std::vector<bool> PopupSpool::write(const QList<Popup>& popups, QString* error)
+SpoolWrite PopupSpool::write(std::span<const Popup> popups)
 {
-    std::vector<bool> done(size_t(popups.size()), false);
-    auto fail = [&](const QString& why) {
-        if (error) {
-            *error = why;
-        }
-    };
-    if (!QDir().mkpath(m_folder)) {
-        fail(QStringLiteral("cannot create %1").arg(m_folder));
-        return done;
+    SpoolWrite result {std::vector<bool>(popups.size(), false), {}};
+    if (Status made = makeFolders(m_folder); !made) {
+        result.error = made.error().text;
+        return result;
     }
     struct File
     {
-        QByteArray tmp;
-        QByteArray final;
+        std::string tmp;
+        std::string final;
         int fd = -1;
     };
-    std::vector<File> files(done.size());
+    std::vector<File> files(popups.size());
     auto drop = [&](File& f, const char* what) {
-        fail(errnoText(what));
+        result.error = systemError(what).text;
         if (f.fd >= 0) {
             ::close(f.fd);
             f.fd = -1;
         }
-        ::unlink(f.tmp.constData());
+        ::unlink(f.tmp.c_str());
         f.tmp.clear();
     };
     for (size_t i = 0; i < files.size(); ++i) {
         // Name order is arrival order: wall-clock nanoseconds, then a per-writer sequence for equal clocks.
         timespec now {};
         clock_gettime(CLOCK_REALTIME, &now);
-        const QString name = QStringLiteral("%1%2-%3-%4")
-                                 .arg(static_cast<qint64>(now.tv_sec), 11, 10, QLatin1Char('0'))
-                                 .arg(static_cast<qint64>(now.tv_nsec), 9, 10, QLatin1Char('0'))
-                                 .arg(++m_sequence, 8, 10, QLatin1Char('0'))
-                                 .arg(::getpid())
-                             + Suffix;
+        char name[80];
+        std::snprintf(name,
+                      sizeof name,
+                      "%011lld%09ld-%08llu-%d.popup",
+                      static_cast<long long>(now.tv_sec),
+                      static_cast<long>(now.tv_nsec),
+                      static_cast<unsigned long long>(++m_sequence),
+                      int(::getpid()));
         File& f = files[i];
-        f.final = QFile::encodeName(m_folder + QLatin1Char('/') + name);
-        f.tmp = QFile::encodeName(m_folder + QStringLiteral("/.") + name + QStringLiteral(".tmp"));
-        f.fd = ::open(f.tmp.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        f.final = m_folder + '/' + name;
+        f.tmp = m_folder + "/." + name + ".tmp";
+        f.fd = ::open(f.tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
         if (f.fd < 0) {
             drop(f, "cannot create a spool file");
             continue;
         }
-        const QByteArray bytes = serialize(popups[qsizetype(i)]);
-        for (qsizetype at = 0; at < bytes.size();) {
-            const ssize_t n = ::write(f.fd, bytes.constData() + at, static_cast<size_t>(bytes.size() - at));
+        const std::string bytes = serialize(popups[i]);
+        for (size_t at = 0; at < bytes.size();) {
+            const ssize_t n = ::write(f.fd, bytes.data() + at, bytes.size() - at);
             if (n < 0 && errno == EINTR) {
                 continue;
             }
@@ -169,7 +316,7 @@ std::vector<bool> PopupSpool::write(const QList<Popup>& popups, QString* error)
                 drop(f, "cannot write a spool file");
                 break;
             }
-            at += n;
+            at += size_t(n);
         }
         if (f.fd >= 0) {
             // Starts the write-back of every file before the first fsync waits, so that one journal commit
@@ -192,66 +339,90 @@ std::vector<bool> PopupSpool::write(const QList<Popup>& popups, QString* error)
     }
     bool any = false;
     for (size_t i = 0; i < files.size(); ++i) {
-        if (files[i].tmp.isEmpty()) {
+        if (files[i].tmp.empty()) {
             continue;
         }
-        if (::rename(files[i].tmp.constData(), files[i].final.constData()) != 0) {
+        if (::rename(files[i].tmp.c_str(), files[i].final.c_str()) != 0) {
             drop(files[i], "cannot name a spool file");
             continue;
         }
-        done[i] = any = true;
+        result.durable[i] = any = true;
     }
     if (!any) {
-        return done;
+        return result;
     }
     // The new names are durable only once the folder is.
-    const int dir = ::open(QFile::encodeName(m_folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int dir = ::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const bool synced = dir >= 0 && ::fsync(dir) == 0;
     if (!synced) {
-        fail(errnoText("cannot sync the spool folder"));
-        done.assign(done.size(), false);
+        result.error = systemError("cannot sync the spool folder").text;
+        result.durable.assign(result.durable.size(), false);
     }
     if (dir >= 0) {
         ::close(dir);
     }
-    return done;
+    return result;
 }
 
-qsizetype PopupSpool::count() const
+size_t PopupSpool::count() const
 {
-    return names().size();
+    return fileNames().size();
 }
 
 void PopupSpool::removeTemporaries() const
 {
-    QDir dir(m_folder);
-    for (const QString& name :
-         dir.entryList({QStringLiteral(".*") + Suffix + QStringLiteral(".tmp")}, QDir::Files | QDir::Hidden)) {
-        dir.remove(name);
+    DIR* dir = ::opendir(m_folder.c_str());
+    if (dir == nullptr) {
+        return;
     }
+    while (const dirent* entry = ::readdir(dir)) {
+        const std::string_view name = entry->d_name;
+        if (name.size() > 1 && name.front() == '.' && endsWith(name, std::string(kSuffix) + ".tmp")) {
+            ::unlinkat(::dirfd(dir), entry->d_name, 0);
+        }
+    }
+    ::closedir(dir);
 }
 
-QStringList PopupSpool::names() const
+std::vector<std::string> PopupSpool::fileNames() const
 {
-    return QDir(m_folder).entryList({QLatin1Char('*') + Suffix}, QDir::Files, QDir::Name);
+    std::vector<std::string> names;
+    DIR* dir = ::opendir(m_folder.c_str());
+    if (dir == nullptr) {
+        return names;
+    }
+    while (const dirent* entry = ::readdir(dir)) {
+        const std::string_view name = entry->d_name;
+        if (name.front() != '.' && name.size() > kSuffix.size() && endsWith(name, kSuffix)
+            && (entry->d_type == DT_REG || entry->d_type == DT_UNKNOWN)) {
+            names.emplace_back(name);
+        }
+    }
+    ::closedir(dir);
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
-std::optional<Popup> PopupSpool::read(const QString& name) const
+std::optional<Popup> PopupSpool::read(const std::string& name) const
 {
-    QFile f(m_folder + QLatin1Char('/') + name);
-    if (!f.open(QIODevice::ReadOnly)) {
+    if (name.empty() || name.find('/') != std::string::npos) {
         return std::nullopt;
     }
-    auto p = parse(f.readAll());
+    std::ifstream f(m_folder + '/' + name, std::ios::binary);
+    if (!f) {
+        return std::nullopt;
+    }
+    const std::string bytes {std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>()};
+    auto p = parse(bytes);
     if (p) {
         p->id = name;
     }
     return p;
 }
 
-std::optional<Popup> PopupSpool::oldestWithTitle(const QString& title) const
+std::optional<Popup> PopupSpool::oldestWithTitle(std::string_view title) const
 {
-    for (const QString& name : names()) {
+    for (const std::string& name : fileNames()) {
         if (auto p = read(name); p && p->title == title) {
             return p;
         }
@@ -261,8 +432,8 @@ std::optional<Popup> PopupSpool::oldestWithTitle(const QString& title) const
 
 std::optional<Popup> PopupSpool::newest() const
 {
-    const QStringList all = names();
-    for (auto it = all.crbegin(); it != all.crend(); ++it) {
+    const std::vector<std::string> names = fileNames();
+    for (auto it = names.crbegin(); it != names.crend(); ++it) {
         if (auto p = read(*it)) {
             return p;
         }
@@ -270,21 +441,26 @@ std::optional<Popup> PopupSpool::newest() const
     return std::nullopt;
 }
 
-QList<Popup> PopupSpool::all() const
+std::vector<Popup> PopupSpool::all() const
 {
-    QList<Popup> out;
-    for (const QString& name : names()) {
+    std::vector<Popup> out;
+    for (const std::string& name : fileNames()) {
         if (auto p = read(name)) {
-            out.append(*p);
+            out.push_back(std::move(*p));
         }
     }
     return out;
 }
 
-bool PopupSpool::remove(const Popup& popup) const
+Status PopupSpool::remove(const Popup& popup) const
 {
-    return !popup.id.isEmpty() && !popup.id.contains(QLatin1Char('/'))
-           && QFile::remove(m_folder + QLatin1Char('/') + popup.id);
+    if (popup.id.empty() || popup.id.find('/') != std::string::npos) {
+        return Failure {EINVAL, "not a pop-up of the spool"};
+    }
+    if (::unlink((m_folder + '/' + popup.id).c_str()) != 0) {
+        return systemError("cannot remove " + popup.id);
+    }
+    return success();
 }
 
 } // namespace pv

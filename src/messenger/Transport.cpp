@@ -2,20 +2,22 @@
 
 #include "messenger/Interfaces.h"
 #include "messenger/NameQuery.h"
+#include "messenger/Workgroup.h"
 #include "messenger/codec/ResultCodes.h"
-
-#include <QDeadlineTimer>
-#include <QRandomGenerator>
-#include <QStringList>
+#include "messenger/codec/Utf8.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <optional>
 #include <poll.h>
+#include <random>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -28,46 +30,67 @@ namespace {
 constexpr uint16_t kSessionServicePort = 139;
 constexpr uint32_t kMaxReplyLength = 0xFFFF; // a reply is a few dozen bytes
 
+using Clock = std::chrono::steady_clock;
+
 struct Outcome
 {
     int code = netapi::Success;
-    QString detail;
+    std::string detail;
     bool calledNameRefused = false; // negative session response: not listening on, or not present
 };
 
-QString errnoText(int error)
+std::string errnoText(int error)
 {
-    return QString::fromLocal8Bit(strerror(error));
+    return systemErrorText(error);
 }
 
-QString commandName(SmbCommand command)
+std::string hex(unsigned value, int width = 0)
 {
-    return QString::number(int(command), 16).toUpper();
+    char text[16];
+    std::snprintf(text, sizeof text, "%0*X", width, value);
+    return text;
 }
 
-QString statusText(const SmbStatus& status)
+std::string commandName(SmbCommand command)
 {
-    return status.ntForm ? QStringLiteral("NTSTATUS 0x%1").arg(status.ntStatus, 8, 16, QChar(u'0'))
-                         : QStringLiteral("error class %1, code %2").arg(status.errorClass).arg(status.errorCode);
+    return hex(unsigned(command));
+}
+
+std::string statusText(const SmbStatus& status)
+{
+    return status.ntForm
+               ? "NTSTATUS 0x" + hex(status.ntStatus, 8)
+               : "error class " + std::to_string(status.errorClass) + ", code " + std::to_string(status.errorCode);
 }
 
 // Every line break (CR LF, LF CR, CR, LF) as CR LF: what smbclient sends and smbd turns back into LF.
-QString withCrLf(const QString& text)
+std::string withCrLf(std::string_view text)
 {
-    QString out;
+    std::string out;
     out.reserve(text.size() + text.size() / 8);
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text[i];
-        if (c != u'\r' && c != u'\n') {
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c != '\r' && c != '\n') {
             out += c;
             continue;
         }
-        if (i + 1 < text.size() && (text[i + 1] == u'\r' || text[i + 1] == u'\n') && text[i + 1] != c) {
+        if (i + 1 < text.size() && (text[i + 1] == '\r' || text[i + 1] == '\n') && text[i + 1] != c) {
             ++i;
         }
-        out += QLatin1String("\r\n");
+        out += "\r\n";
     }
     return out;
+}
+
+int remainingMs(Clock::time_point until)
+{
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now()).count();
+    return int(std::clamp<int64_t>(left, 0, 60000));
+}
+
+Clock::time_point deadline(int timeoutMs)
+{
+    return Clock::now() + std::chrono::milliseconds(std::max(timeoutMs, 0));
 }
 
 // A blocking TCP client whose every step has its own time-out.
@@ -83,10 +106,10 @@ public:
 
     Outcome open(uint32_t ip, uint16_t port, int timeoutMs)
     {
-        const QString where = QStringLiteral("%1:%2: ").arg(ipv4ToText(ip)).arg(port);
+        const std::string where = ipv4ToText(ip) + ':' + std::to_string(port) + ": ";
         m_fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
         if (m_fd < 0) {
-            return {netapi::NotEnoughMemory, QStringLiteral("cannot open a TCP socket: ") + errnoText(errno)};
+            return {netapi::NotEnoughMemory, "cannot open a TCP socket: " + errnoText(errno)};
         }
         const int yes = 1;
         ::setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
@@ -99,8 +122,8 @@ public:
             error = errno;
         }
         if (error == EINPROGRESS) {
-            if (!waitFor(POLLOUT, QDeadlineTimer(std::max(timeoutMs, 0)))) {
-                return {netapi::NameNotFound, where + QStringLiteral("no connection within %1 ms").arg(timeoutMs)};
+            if (!waitFor(POLLOUT, deadline(timeoutMs))) {
+                return {netapi::NameNotFound, where + "no connection within " + std::to_string(timeoutMs) + " ms"};
             }
             socklen_t size = sizeof error;
             ::getsockopt(m_fd, SOL_SOCKET, SO_ERROR, &error, &size);
@@ -112,9 +135,9 @@ public:
     }
 
     // Writes the whole packet; an empty text when done, else the reason.
-    QString write(std::span<const uint8_t> packet, int timeoutMs)
+    std::string write(std::span<const uint8_t> packet, int timeoutMs)
     {
-        const QDeadlineTimer until(std::max(timeoutMs, 0));
+        const auto until = deadline(timeoutMs);
         while (!packet.empty()) {
             const ssize_t n = ::send(m_fd, packet.data(), packet.size(), MSG_NOSIGNAL);
             if (n > 0) {
@@ -122,7 +145,7 @@ public:
             } else if (n < 0 && errno != EAGAIN && errno != EINTR) {
                 return errnoText(errno);
             } else if (!waitFor(POLLOUT, until)) {
-                return QStringLiteral("cannot send within %1 ms").arg(timeoutMs);
+                return "cannot send within " + std::to_string(timeoutMs) + " ms";
             }
         }
         return {};
@@ -130,15 +153,15 @@ public:
 
     // The next session frame other than a keep-alive, read whole before the time-out. Its payload points into
     // this connection's buffer until the next read.
-    std::optional<SessionFrame> read(int timeoutMs, QString* why)
+    std::optional<SessionFrame> read(int timeoutMs, std::string* why)
     {
-        const QDeadlineTimer until(std::max(timeoutMs, 0));
+        const auto until = deadline(timeoutMs);
         for (;;) {
             m_frame.clear();
             for (;;) {
                 const auto needed = sessionBytesNeeded(m_frame, kMaxReplyLength);
                 if (!needed) {
-                    *why = QStringLiteral("malformed session packet: ") + QLatin1String(codecErrorText(needed.error()));
+                    *why = std::string("malformed session packet: ") + codecErrorText(needed.error());
                     return std::nullopt;
                 }
                 if (*needed == 0) {
@@ -152,7 +175,7 @@ public:
             }
             auto frame = parseSessionFrame(m_frame, kMaxReplyLength);
             if (!frame) {
-                *why = QStringLiteral("malformed session packet: ") + QLatin1String(codecErrorText(frame.error()));
+                *why = std::string("malformed session packet: ") + codecErrorText(frame.error());
                 return std::nullopt;
             }
             if (frame->type != SessionType::KeepAlive) {
@@ -162,11 +185,11 @@ public:
     }
 
 private:
-    bool waitFor(short events, const QDeadlineTimer& until) const
+    bool waitFor(short events, Clock::time_point until) const
     {
         for (;;) {
             pollfd wait {m_fd, events, 0};
-            const int ready = ::poll(&wait, 1, int(std::min<qint64>(until.remainingTime(), 60000)));
+            const int ready = ::poll(&wait, 1, remainingMs(until));
             if (ready < 0 && errno == EINTR) {
                 continue;
             }
@@ -174,20 +197,20 @@ private:
         }
     }
 
-    bool readExactly(std::span<uint8_t> into, const QDeadlineTimer& until, int timeoutMs, QString* why)
+    bool readExactly(std::span<uint8_t> into, Clock::time_point until, int timeoutMs, std::string* why)
     {
         while (!into.empty()) {
             const ssize_t n = ::recv(m_fd, into.data(), into.size(), 0);
             if (n > 0) {
                 into = into.subspan(size_t(n));
             } else if (n == 0) {
-                *why = QStringLiteral("the peer closed the connection");
+                *why = "the peer closed the connection";
                 return false;
             } else if (errno != EAGAIN && errno != EINTR) {
                 *why = errnoText(errno);
                 return false;
             } else if (!waitFor(POLLIN, until)) {
-                *why = QStringLiteral("no reply within %1 ms").arg(timeoutMs);
+                *why = "no reply within " + std::to_string(timeoutMs) + " ms";
                 return false;
             }
         }
@@ -205,31 +228,29 @@ Outcome exchange(Connection& connection,
                  std::optional<uint16_t>* groupId = nullptr)
 {
     const SmbCommand command = request.header.command;
-    const QString name = commandName(command);
+    const std::string name = commandName(command);
     const auto smb = buildMessengerRequest(request);
     const auto packet = smb ? buildSessionMessage(*smb) : Result<std::vector<uint8_t>>(smb.error());
     if (!packet) {
-        return {netapi::InvalidParameter, name + QStringLiteral(": ") + QLatin1String(codecErrorText(packet.error()))};
+        return {netapi::InvalidParameter, name + ": " + codecErrorText(packet.error())};
     }
-    if (const QString why = connection.write(*packet, timeoutMs); !why.isEmpty()) {
-        return {netapi::NetworkError, QStringLiteral("sending %1: %2").arg(name, why)};
+    if (const std::string why = connection.write(*packet, timeoutMs); !why.empty()) {
+        return {netapi::NetworkError, "sending " + name + ": " + why};
     }
-    QString why;
+    std::string why;
     const auto frame = connection.read(timeoutMs, &why);
     if (!frame) {
-        return {netapi::NetworkError, QStringLiteral("reply to %1: %2").arg(name, why)};
+        return {netapi::NetworkError, "reply to " + name + ": " + why};
     }
     if (frame->type != SessionType::Message) {
-        return {netapi::NetworkError,
-                QStringLiteral("reply to %1: session packet 0x%2").arg(name).arg(int(frame->type), 0, 16)};
+        return {netapi::NetworkError, "reply to " + name + ": session packet 0x" + hex(unsigned(frame->type))};
     }
     const auto reply = parseMessengerReply(frame->payload, command);
     if (!reply) {
-        return {netapi::NetworkError,
-                QStringLiteral("reply to %1: %2").arg(name, QLatin1String(codecErrorText(reply.error())))};
+        return {netapi::NetworkError, "reply to " + name + ": " + codecErrorText(reply.error())};
     }
     if (const int code = resultFromSmbStatus(reply->header.status); code != netapi::Success) {
-        return {code, QStringLiteral("%1 refused: %2").arg(name, statusText(reply->header.status))};
+        return {code, name + " refused: " + statusText(reply->header.status)};
     }
     if (groupId != nullptr) {
         *groupId = reply->groupId;
@@ -251,21 +272,20 @@ Outcome sendSession(const SendOptions& options,
     if (options.port == kSessionServicePort || options.sessionRequest) {
         const auto request = buildSessionRequest(called, calling);
         if (!request) {
-            return {netapi::InvalidName, QLatin1String(codecErrorText(request.error()))};
+            return {netapi::InvalidName, codecErrorText(request.error())};
         }
-        QString why = connection.write(*request, options.replyTimeoutMs);
-        const auto answer = why.isEmpty() ? connection.read(options.replyTimeoutMs, &why) : std::nullopt;
+        std::string why = connection.write(*request, options.replyTimeoutMs);
+        const auto answer = why.empty() ? connection.read(options.replyTimeoutMs, &why) : std::nullopt;
         if (!answer) {
-            return {netapi::NetworkError, QStringLiteral("session request: ") + why};
+            return {netapi::NetworkError, "session request: " + why};
         }
         if (answer->type == SessionType::Negative) {
             return {resultFromNegativeSession(answer->errorCode),
-                    QStringLiteral("negative session response 0x%1").arg(answer->errorCode, 2, 16, QChar(u'0')),
+                    "negative session response 0x" + hex(answer->errorCode, 2),
                     answer->errorCode == 0x80 || answer->errorCode == 0x82};
         }
         if (answer->type != SessionType::Positive) {
-            return {netapi::NetworkError,
-                    QStringLiteral("session request answered by packet type 0x%1").arg(int(answer->type), 0, 16)};
+            return {netapi::NetworkError, "session request answered by packet type 0x" + hex(unsigned(answer->type))};
         }
     }
 
@@ -303,35 +323,33 @@ Outcome broadcastToDomain(const SendOptions& options,
     // The whole payload must fit one mailslot write: a text cut here would be lost without a word.
     if (const size_t room = mailslotTextRoom(message.from, message.to); message.text.size() > room) {
         return {netapi::InvalidParameter,
-                QStringLiteral("the text takes %1 bytes, and a domain message from this sender holds %2")
-                    .arg(message.text.size())
-                    .arg(room)};
+                "the text takes " + std::to_string(message.text.size())
+                    + " bytes, and a domain message from this sender holds " + std::to_string(room)};
     }
     std::replace(message.text.begin(), message.text.end(), '\0', '?');
     const auto mailslot = buildMessengerMailslot(message);
     if (!mailslot) {
-        return {netapi::InvalidParameter, QLatin1String(codecErrorText(mailslot.error()))};
+        return {netapi::InvalidParameter, codecErrorText(mailslot.error())};
     }
-    QString why;
-    const std::vector<Ipv4Interface> interfaces = broadcastInterfaces(&why);
-    if (interfaces.empty()) {
-        return {netapi::BadNetPath,
-                why.isEmpty() ? QStringLiteral("no network interface with a broadcast address") : why};
+    const auto interfaces = broadcastInterfaces();
+    if (!interfaces) {
+        return {netapi::BadNetPath, interfaces.error().text};
     }
     const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0) {
-        return {netapi::NotEnoughMemory, QStringLiteral("cannot open a UDP socket: ") + errnoText(errno)};
+        return {netapi::NotEnoughMemory, "cannot open a UDP socket: " + errnoText(errno)};
     }
     const int yes = 1;
     ::setsockopt(fd, SOL_SOCKET, SO_BROADCAST, &yes, sizeof yes);
     Datagram datagram;
     datagram.type = DatagramType::DirectGroup;
-    datagram.id = uint16_t(QRandomGenerator::global()->generate());
+    datagram.id = uint16_t(std::random_device {}());
     datagram.source = calling;
     datagram.destination = domain;
     datagram.userData = *mailslot;
-    QStringList sentOn;
-    for (const Ipv4Interface& i : interfaces) {
+    std::string sentOn;
+    std::string why;
+    for (const Ipv4Interface& i : *interfaces) {
         datagram.sourceIp = i.address;
         const auto packet = buildDatagram(datagram);
         sockaddr_in to {};
@@ -341,44 +359,42 @@ Outcome broadcastToDomain(const SendOptions& options,
         if (packet
             && ::sendto(fd, packet->data(), packet->size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to)
                    == ssize_t(packet->size())) {
-            sentOn.append(ipv4ToText(i.broadcast));
+            sentOn += (sentOn.empty() ? "" : ", ") + ipv4ToText(i.broadcast);
         } else {
-            why = packet ? errnoText(errno) : QLatin1String(codecErrorText(packet.error()));
+            why = packet ? errnoText(errno) : std::string(codecErrorText(packet.error()));
         }
     }
     ::close(fd);
-    if (sentOn.isEmpty()) {
-        return {netapi::BadNetPath, QStringLiteral("cannot send the datagram: ") + why};
+    if (sentOn.empty()) {
+        return {netapi::BadNetPath, "cannot send the datagram: " + why};
     }
-    return {netapi::Success, QStringLiteral("datagram sent to ") + sentOn.join(QStringLiteral(", "))};
+    return {netapi::Success, "datagram sent to " + sentOn};
 }
 
-Outcome send(const SendOptions& options, const QString& station, const QString& from, const QString& text)
+Outcome send(const SendOptions& options, std::string_view station, std::string_view from, std::string_view text)
 {
-    if (text.isEmpty()) {
-        return {netapi::InvalidParameter, QStringLiteral("the text is empty")};
+    if (text.empty()) {
+        return {netapi::InvalidParameter, "the text is empty"};
     }
     // Unrepresentable characters become '?': a message is worth more than one character.
     const auto body = encodeOemText(withCrLf(text), options.codePage, '?');
     if (!body) {
-        return {netapi::InvalidParameter, QLatin1String(codecErrorText(body.error()))};
+        return {netapi::InvalidParameter, codecErrorText(body.error())};
     }
 
-    const bool domain = station.endsWith(u'*');
-    const QString nameText = domain ? station.chopped(1) : station;
+    const bool domain = station.ends_with('*');
+    const std::string_view nameText = domain ? station.substr(0, station.size() - 1) : station;
     const auto name = netbiosNameFromText(nameText, domain ? kSuffixWorkstation : kSuffixMessenger, options.codePage);
-    if (nameText.isEmpty() || !name) {
-        return {
-            netapi::InvalidName,
-            QStringLiteral("\"%1\" cannot be a NetBIOS name%2")
-                .arg(station, name ? QString() : QStringLiteral(": ") + QLatin1String(codecErrorText(name.error())))};
+    if (nameText.empty() || !name) {
+        return {netapi::InvalidName,
+                '"' + std::string(station) + "\" cannot be a NetBIOS name"
+                    + (name ? std::string() : std::string(": ") + codecErrorText(name.error()))};
     }
-    const QString fromText = from.isEmpty() ? localStationName() : from;
+    const std::string fromText = from.empty() ? localStationName() : std::string(from);
     const auto calling = netbiosNameFromText(fromText, kSuffixWorkstation, options.codePage);
     if (!calling) {
         return {netapi::InvalidParameter,
-                QStringLiteral("the sender \"%1\" cannot be a NetBIOS name: %2")
-                    .arg(fromText, QLatin1String(codecErrorText(calling.error())))};
+                "the sender \"" + fromText + "\" cannot be a NetBIOS name: " + codecErrorText(calling.error())};
     }
     // The names are as given (smbclient keeps the case); validated above, they encode.
     MessengerRequest start;
@@ -390,35 +406,38 @@ Outcome send(const SendOptions& options, const QString& station, const QString& 
     }
     if (body->size() > size_t(kMaxMessageBytes)) {
         return {netapi::InvalidParameter,
-                QStringLiteral("the text takes %1 bytes, more than %2").arg(body->size()).arg(kMaxMessageBytes)};
+                "the text takes " + std::to_string(body->size()) + " bytes, more than "
+                    + std::to_string(kMaxMessageBytes)};
     }
 
     // A name is called as its messenger NAME<03>, an address as *SMBSERVER, the name any SMB server takes.
-    std::optional<uint32_t> ip = ipv4FromText(station);
-    if (ip) {
+    if (const std::optional<uint32_t> ip = ipv4FromText(station)) {
         Outcome outcome = sendSession(options, *ip, {"*SMBSERVER", kSuffixServer, {}}, *calling, start, *body);
         if (!outcome.calledNameRefused) {
             return outcome;
         }
-        // A messenger service answers only to its own names: its node status tells them.
+        // A messenger service that takes only its own names (an older one): its node status tells them.
         const uint32_t address[] = {*ip};
-        const NameQueryOptions asked {options.nameServicePort, qMin(options.resolveTimeoutMs, 1000), 2, true};
-        for (const auto& entry : nodeStatus(address, asked)[*ip]) {
-            if (entry.name.suffix == kSuffixMessenger && !(entry.flags & kNbGroup)) {
-                start.to = entry.name.name;
-                return sendSession(options, *ip, entry.name, *calling, start, *body);
+        const NameQueryOptions asked {options.nameServicePort, std::min(options.resolveTimeoutMs, 1000), 2, true};
+        const auto status = nodeStatus(address, asked).value_or({});
+        if (const auto held = status.find(*ip); held != status.end()) {
+            for (const auto& entry : held->second) {
+                if (entry.name.suffix == kSuffixMessenger && !(entry.flags & kNbGroup)) {
+                    start.to = entry.name.name;
+                    return sendSession(options, *ip, entry.name, *calling, start, *body);
+                }
             }
         }
         return outcome;
     }
-    QString why;
-    ip = resolveStation(*name, station, options.resolveTimeoutMs, options.nameServicePort, &why);
+    StationLookup lookup;
+    lookup.timeoutMs = options.resolveTimeoutMs;
+    lookup.nameServicePort = options.nameServicePort;
+    lookup.winsServers = winsServers();
+    lookup.codePage = options.codePage;
+    const auto ip = resolveStation(*name, station, lookup);
     if (!ip) {
-        return {netapi::NameNotFound,
-                QStringLiteral("%1: unknown to the resolver, and no answer to a NetBIOS query for %2<03> or <00>%3")
-                    .arg(station,
-                         decodeOemText(name->name, options.codePage),
-                         why.isEmpty() ? QString() : QStringLiteral(" (") + why + u')')};
+        return {ip.error().code, ip.error().text};
     }
     return sendSession(options, *ip, *name, *calling, start, *body);
 }
@@ -427,75 +446,87 @@ Outcome send(const SendOptions& options, const QString& station, const QString& 
 
 uint16_t defaultSmbPort()
 {
-    bool ok = false;
-    const uint port = qEnvironmentVariable("PILVANOR_SMB_PORT").toUInt(&ok);
-    return ok && port > 0 && port <= 0xFFFF ? uint16_t(port) : kSessionServicePort;
+    const char* text = std::getenv("PILVANOR_SMB_PORT");
+    char* end = nullptr;
+    const unsigned long port = text != nullptr ? std::strtoul(text, &end, 10) : 0;
+    return text != nullptr && *text >= '0' && *text <= '9' && *end == '\0' && port > 0 && port <= 0xFFFF
+               ? uint16_t(port)
+               : kSessionServicePort;
 }
 
-bool isValidSenderName(const QString& from, OemCodePage codePage)
+bool isValidSenderName(std::string_view from, OemCodePage codePage)
 {
-    return netbiosNameFromText(from.isEmpty() ? localStationName() : from, kSuffixWorkstation, codePage).ok();
+    return netbiosNameFromText(from.empty() ? localStationName() : std::string(from), kSuffixWorkstation, codePage)
+        .ok();
 }
 
-size_t domainTextRoom(const QString& station, const QString& from, OemCodePage codePage)
+size_t domainTextRoom(std::string_view station, std::string_view from, OemCodePage codePage)
 {
     // Both as send() puts them in the datagram.
-    const auto fromBytes = encodeOemText(from.isEmpty() ? localStationName() : from, codePage, '?');
+    const auto fromBytes = encodeOemText(from.empty() ? localStationName() : std::string(from), codePage, '?');
     const auto toBytes = encodeOemText(station, codePage, '?');
     return fromBytes && toBytes ? mailslotTextRoom(*fromBytes, *toBytes) : 0;
 }
 
-int netMessageBufferSend(
-    const SendOptions& options, const QString& station, const QString& from, const QString& text, QString* detail)
+Status
+netMessageBufferSend(const SendOptions& options, std::string_view station, std::string_view from, std::string_view text)
 {
     Outcome outcome = send(options, station, from, text);
-    if (detail != nullptr) {
-        *detail = outcome.detail;
+    if (outcome.code == netapi::Success) {
+        return success();
     }
-    return outcome.code;
+    return Failure {outcome.code, std::move(outcome.detail)};
 }
 
-QString netMessageResultText(int code)
+const char* netMessageResultText(int code)
 {
     switch (code) {
     case netapi::Success:
-        return QStringLiteral("the operation completed successfully");
+        return "the operation completed successfully";
     case netapi::AccessDenied:
-        return QStringLiteral("access is denied");
+        return "access is denied";
     case netapi::NotEnoughMemory:
-        return QStringLiteral("not enough storage is available to process this command");
+        return "not enough storage is available to process this command";
     case 14:
-        return QStringLiteral("not enough storage is available to complete this operation");
+        return "not enough storage is available to complete this operation";
     case netapi::NotSupported:
-        return QStringLiteral("the request is not supported");
+        return "the request is not supported";
     case netapi::BadNetPath:
-        return QStringLiteral("the network path was not found");
+        return "the network path was not found";
     case netapi::InvalidParameter:
-        return QStringLiteral("the parameter is incorrect");
+        return "the parameter is incorrect";
     case netapi::InvalidName:
-        return QStringLiteral("the name syntax is incorrect");
+        return "the name syntax is incorrect";
     case netapi::NetworkError:
-        return QStringLiteral("a general network error occurred");
+        return "a general network error occurred";
     case netapi::UseNotFound:
-        return QStringLiteral("the network connection could not be found");
+        return "the network connection could not be found";
     case netapi::NameNotFound:
-        return QStringLiteral("the message alias could not be found on the network");
+        return "the message alias could not be found on the network";
     case netapi::PausedRemote:
-        return QStringLiteral("the message was sent, but the recipient has paused the Messenger service");
+        return "the message was sent, but the recipient has paused the Messenger service";
     case netapi::BadReceive:
-        return QStringLiteral("the message was sent but not received");
+        return "the message was sent but not received";
     default:
-        return QStringLiteral("unknown error");
+        return "unknown error";
     }
 }
 
-QString localStationName()
+std::string localStationName()
 {
     char buffer[256] = {};
     if (::gethostname(buffer, sizeof buffer - 1) != 0) {
         return {};
     }
-    return QString::fromLocal8Bit(buffer).section(u'.', 0, 0).toUpper().left(int(kNetbiosNameMax));
+    const std::string label = toUpperText(std::string_view(buffer).substr(0, std::string_view(buffer).find('.')));
+    // At most 15 characters, cut between two of them.
+    size_t end = 0;
+    for (size_t count = 0; end < label.size() && count < kNetbiosNameMax; ++count) {
+        do {
+            ++end;
+        } while (end < label.size() && (static_cast<uint8_t>(label[end]) & 0xC0) == 0x80);
+    }
+    return label.substr(0, end);
 }
 
 } // namespace pv

@@ -3,13 +3,16 @@
 #include "messenger/Service.h"
 #include "messenger/Transport.h"
 #include "messenger/Workgroup.h"
+#include "messenger/codec/Utf8.h"
 
-#include <QDir>
-
+#include <algorithm>
+#include <charconv>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,10 +47,19 @@ void onSignal(int)
     }
 }
 
-int usageError(const QString& why)
+int usageError(const std::string& why)
 {
-    std::fprintf(stderr, "pilvanor-messenger: %s\nTry 'pilvanor-messenger --help'.\n", qPrintable(why));
+    std::fprintf(stderr, "pilvanor-messenger: %s\nTry 'pilvanor-messenger --help'.\n", why.c_str());
     return ExitUsage;
+}
+
+std::string absolutePath(const std::string& path)
+{
+    if (path.starts_with('/')) {
+        return path;
+    }
+    char here[PATH_MAX];
+    return ::getcwd(here, sizeof here) != nullptr ? std::string(here) + '/' + path : path;
 }
 
 // Double fork: the service is no session leader, so it never gets a terminal back. The first parent reports the
@@ -93,85 +105,89 @@ int main(int argc, char** argv)
     bool foreground = false;
 
     for (int i = 1; i < argc; ++i) {
-        QString option = QString::fromLocal8Bit(argv[i]);
-        QString value;
-        const qsizetype equals = option.indexOf(QLatin1Char('='));
-        if (option.startsWith(QLatin1String("--")) && equals > 0) {
-            value = option.mid(equals + 1);
-            option.truncate(equals);
+        std::string option = argv[i];
+        std::string value;
+        const size_t equals = option.find('=');
+        const bool inline_ = option.starts_with("--") && equals != std::string::npos;
+        if (inline_) {
+            value = option.substr(equals + 1);
+            option.resize(equals);
         }
-        const bool takesValue
-            = QStringList {"--port", "--bind", "--spool", "--name", "--workgroup", "--dos-charset"}.contains(option);
-        if (takesValue && equals < 0) {
+        const char* const valued[] = {"--port", "--bind", "--spool", "--name", "--workgroup", "--dos-charset"};
+        const bool takesValue = std::find(std::begin(valued), std::end(valued), option) != std::end(valued);
+        if (takesValue && !inline_) {
             if (++i >= argc) {
-                return usageError(QStringLiteral("%1 needs a value").arg(option));
+                return usageError(option + " needs a value");
             }
-            value = QString::fromLocal8Bit(argv[i]);
-        } else if (!takesValue && equals > 0) {
-            return usageError(QStringLiteral("%1 takes no value").arg(option));
+            value = argv[i];
+        } else if (!takesValue && inline_) {
+            return usageError(option + " takes no value");
         }
 
-        if (option == QLatin1String("--help")) {
+        if (option == "--help") {
             std::fputs(Usage, stdout);
             return ExitStopped;
-        } else if (option == QLatin1String("--foreground")) {
+        } else if (option == "--foreground") {
             foreground = true;
-        } else if (option == QLatin1String("--no-udp")) {
+        } else if (option == "--no-udp") {
             options.nameServicePort = options.datagramPort = -1;
-        } else if (option == QLatin1String("--port")) {
-            bool ok = false;
-            const uint port = value.toUInt(&ok);
-            if (!ok || port > 0xFFFF) {
-                return usageError(QStringLiteral("\"%1\" is not a port number").arg(value));
+        } else if (option == "--port") {
+            unsigned port = 0;
+            const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), port);
+            if (value.empty() || error != std::errc() || end != value.data() + value.size() || port > 0xFFFF) {
+                return usageError('"' + value + "\" is not a port number");
             }
             options.port = static_cast<uint16_t>(port);
-        } else if (option == QLatin1String("--bind")) {
+        } else if (option == "--bind") {
             options.bindAddress = value;
-        } else if (option == QLatin1String("--spool")) {
+        } else if (option == "--spool") {
             options.spoolFolder = value;
-        } else if (option == QLatin1String("--name")) {
-            options.names << value; // checked below, once the code page is known
-        } else if (option == QLatin1String("--workgroup")) {
-            options.workgroup = value.trimmed();
-        } else if (option == QLatin1String("--dos-charset")) {
-            const auto codePage = pv::codec::oemCodePageByName(value.toStdString());
+        } else if (option == "--name") {
+            options.names.push_back(value); // checked below, once the code page is known
+        } else if (option == "--workgroup") {
+            options.workgroup = pv::codec::trimmedText(value);
+        } else if (option == "--dos-charset") {
+            const auto codePage = pv::codec::oemCodePageByName(value);
             if (!codePage) {
-                return usageError(QStringLiteral("unknown code page \"%1\"").arg(value));
+                return usageError("unknown code page \"" + value + '"');
             }
             options.codePage = *codePage;
         } else {
-            return usageError(QStringLiteral("unknown option %1").arg(option));
+            return usageError("unknown option " + option);
         }
     }
-    for (const QString& name : options.names) {
-        if (pv::ServiceNames::normalized(name, options.codePage).isEmpty()) {
-            return usageError(QStringLiteral("\"%1\" cannot be a NetBIOS name").arg(name));
+    for (const std::string& name : options.names) {
+        if (pv::ServiceNames::normalized(name, options.codePage).empty()) {
+            return usageError('"' + name + "\" cannot be a NetBIOS name");
         }
     }
-    if (options.workgroup.isEmpty()) {
-        return usageError(QStringLiteral("the workgroup is empty"));
+    if (options.workgroup.empty()) {
+        return usageError("the workgroup is empty");
     }
-    if (options.spoolFolder.isEmpty()) {
-        return usageError(QStringLiteral("no spool folder: set HOME or XDG_STATE_HOME, or give --spool"));
+    if (options.spoolFolder.empty()) {
+        return usageError("no spool folder: set HOME or XDG_STATE_HOME, or give --spool");
     }
     // Absolute before the service leaves the working folder.
-    options.spoolFolder = QDir(options.spoolFolder).absolutePath();
+    options.spoolFolder = absolutePath(options.spoolFolder);
 
     pv::MessengerService service(options);
-    QString error;
-    const auto started = service.start(&error);
-    if (started != pv::MessengerService::StartResult::Ok) {
-        std::fprintf(stderr, "pilvanor-messenger: %s\n", qPrintable(error));
-        return started == pv::MessengerService::StartResult::SpoolBusy ? ExitSpoolBusy : ExitFailed;
+    const pv::Status started = service.start();
+    if (!started) {
+        std::fprintf(stderr, "pilvanor-messenger: %s\n", started.error().text.c_str());
+        return started.code() == int(pv::MessengerService::StartResult::SpoolBusy) ? ExitSpoolBusy : ExitFailed;
     }
-    for (const QString& warning : service.warnings()) {
-        std::fprintf(stderr, "pilvanor-messenger: %s\n", qPrintable(warning));
+    for (const std::string& warning : service.warnings()) {
+        std::fprintf(stderr, "pilvanor-messenger: %s\n", warning.c_str());
+    }
+    std::string names;
+    for (const std::string& name : service.names()) {
+        names += (names.empty() ? "" : ", ") + name;
     }
     std::fprintf(stderr,
                  "pilvanor-messenger: TCP port %u, names %s, spool %s\n",
                  unsigned(service.port()),
-                 qPrintable(service.names().join(QLatin1String(", "))),
-                 qPrintable(options.spoolFolder));
+                 names.c_str(),
+                 options.spoolFolder.c_str());
 
     struct sigaction action
     {

@@ -2,13 +2,15 @@
 #include "messenger/Transport.h"
 #include "messenger/Workgroup.h"
 #include "messenger/codec/ResultCodes.h"
+#include "messenger/codec/Utf8.h"
 
-#include <QString>
-#include <QStringList>
-
+#include <charconv>
 #include <cstdio>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -31,22 +33,33 @@ const char* const kUsage
       "\n"
       "Exit status: 0 delivered (or broadcast), 1 not delivered, 2 usage error or invalid name or text.\n";
 
-int usageError(const QString& message)
+int usageError(const std::string& message)
 {
-    std::fprintf(stderr, "pilvanor-send: %s\nTry 'pilvanor-send --help'.\n", qPrintable(message));
+    std::fprintf(stderr, "pilvanor-send: %s\nTry 'pilvanor-send --help'.\n", message.c_str());
     return kExitUsage;
 }
 
-std::optional<QString> readStandardInput()
+template<class T>
+std::optional<T> number(std::string_view text)
+{
+    T value {};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || text.empty()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<std::string> readStandardInput()
 {
     if (::isatty(STDIN_FILENO)) {
         std::fprintf(stderr, "Type your message, ending it with a Control-D\n");
     }
-    QByteArray input;
+    std::string input;
     char buffer[4096];
-    while (size_t(input.size()) <= kMaxInput) {
+    while (input.size() <= kMaxInput) {
         const size_t n = std::fread(buffer, 1, sizeof buffer, stdin);
-        input.append(buffer, qsizetype(n));
+        input.append(buffer, n);
         if (n < sizeof buffer) {
             break;
         }
@@ -54,84 +67,85 @@ std::optional<QString> readStandardInput()
     if (std::ferror(stdin)) {
         return std::nullopt;
     }
-    return QString::fromLocal8Bit(input);
+    // Taken as UTF-8: a byte that is not becomes '?' on the wire.
+    return input;
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    QStringList args;
-    for (int i = 1; i < argc; ++i) {
-        args.append(QString::fromLocal8Bit(argv[i]));
-    }
+    const std::vector<std::string> args(argv + 1, argv + argc);
     pv::SendOptions options;
-    QString from;
-    QStringList positional;
+    std::string from;
+    std::vector<std::string> positional;
     bool list = false;
-    for (qsizetype i = 0; i < args.size(); ++i) {
-        const QString& arg = args[i];
-        if (arg == QLatin1String("--") || !arg.startsWith(QLatin1String("--"))) {
-            positional = args.mid(arg == QLatin1String("--") ? i + 1 : i);
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (arg == "--" || !arg.starts_with("--")) {
+            positional.assign(args.begin() + std::ptrdiff_t(arg == "--" ? i + 1 : i), args.end());
             break;
         }
-        if (arg == QLatin1String("--help")) {
+        if (arg == "--help") {
             std::fputs(kUsage, stdout);
             return 0;
         }
-        if (arg == QLatin1String("--list")) {
+        if (arg == "--list") {
             list = true;
             continue;
         }
-        const qsizetype equals = arg.indexOf(u'=');
-        const QString option = arg.left(equals);
-        QString value;
-        if (equals >= 0) {
-            value = arg.mid(equals + 1);
+        const size_t equals = arg.find('=');
+        const std::string option = arg.substr(0, equals);
+        std::string value;
+        if (equals != std::string::npos) {
+            value = arg.substr(equals + 1);
         } else if (i + 1 < args.size()) {
             value = args[++i];
         } else {
-            return usageError(QStringLiteral("%1 needs a value").arg(option));
+            return usageError(option + " needs a value");
         }
-        bool ok = false;
-        if (option == QLatin1String("--port")) {
-            const uint port = value.toUInt(&ok);
-            if (!ok || port == 0 || port > 0xFFFF) {
-                return usageError(QStringLiteral("invalid port: %1").arg(value));
+        if (option == "--port") {
+            const auto port = number<unsigned>(value);
+            if (!port || *port == 0 || *port > 0xFFFF) {
+                return usageError("invalid port: " + value);
             }
-            options.port = uint16_t(port);
-        } else if (option == QLatin1String("--from")) {
+            options.port = uint16_t(*port);
+        } else if (option == "--from") {
             from = value;
-        } else if (option == QLatin1String("--dos-charset")) {
-            const auto codePage = pv::codec::oemCodePageByName(value.toStdString());
+        } else if (option == "--dos-charset") {
+            const auto codePage = pv::codec::oemCodePageByName(value);
             if (!codePage) {
-                return usageError(QStringLiteral("unknown code page: %1").arg(value));
+                return usageError("unknown code page: " + value);
             }
             options.codePage = *codePage;
-        } else if (option == QLatin1String("--timeout")) {
-            const int ms = value.toInt(&ok);
-            if (!ok || ms <= 0) {
-                return usageError(QStringLiteral("invalid time-out: %1").arg(value));
+        } else if (option == "--timeout") {
+            const auto ms = number<int>(value);
+            if (!ms || *ms <= 0) {
+                return usageError("invalid time-out: " + value);
             }
-            options.resolveTimeoutMs = options.connectTimeoutMs = options.replyTimeoutMs = ms;
+            options.resolveTimeoutMs = options.connectTimeoutMs = options.replyTimeoutMs = *ms;
         } else {
-            return usageError(QStringLiteral("unknown option: %1").arg(option));
+            return usageError("unknown option: " + option);
         }
     }
     if (list) {
-        const QString group = positional.isEmpty() ? pv::machineWorkgroup() : positional.first().toUpper();
-        const QStringList stations = pv::listWorkgroupStations(group, options.resolveTimeoutMs);
-        for (const QString& station : stations) {
-            std::printf("%s\n", qPrintable(station));
+        const std::string group
+            = positional.empty() ? pv::machineWorkgroup() : pv::codec::toUpperText(positional.front());
+        const std::vector<std::string> stations = pv::listWorkgroupStations(group, options.resolveTimeoutMs);
+        for (const std::string& station : stations) {
+            std::printf("%s\n", station.c_str());
         }
-        return stations.isEmpty() ? kExitFailed : 0;
+        return stations.empty() ? kExitFailed : 0;
     }
-    if (positional.isEmpty()) {
-        return usageError(QStringLiteral("no station given"));
+    if (positional.empty()) {
+        return usageError("no station given");
     }
-    const QString station = positional.takeFirst();
-    QString text = positional.join(u' ');
-    if (positional.isEmpty()) {
+    const std::string station = positional.front();
+    std::string text;
+    for (size_t i = 1; i < positional.size(); ++i) {
+        text += (i > 1 ? " " : "") + positional[i];
+    }
+    if (positional.size() == 1) {
         const auto input = readStandardInput();
         if (!input) {
             std::fprintf(stderr, "pilvanor-send: cannot read the standard input\n");
@@ -140,20 +154,17 @@ int main(int argc, char** argv)
         text = *input;
     }
 
-    QString detail;
-    const int code = pv::netMessageBufferSend(options, station, from, text, &detail);
-    if (code == pv::codec::netapi::Success) {
-        std::printf(station.endsWith(u'*') ? "Message broadcast to %s.\n" : "Message delivered to %s.\n",
-                    qPrintable(station));
+    const pv::Status sent = pv::netMessageBufferSend(options, station, from, text);
+    if (sent) {
+        std::printf(station.ends_with('*') ? "Message broadcast to %s.\n" : "Message delivered to %s.\n",
+                    station.c_str());
         return 0;
     }
-    std::fprintf(stderr,
-                 "Message not delivered to %s: %s (%d).\n",
-                 qPrintable(station),
-                 qPrintable(pv::netMessageResultText(code)),
-                 code);
-    if (!detail.isEmpty()) {
-        std::fprintf(stderr, "  %s\n", qPrintable(detail));
+    const int code = sent.code();
+    std::fprintf(
+        stderr, "Message not delivered to %s: %s (%d).\n", station.c_str(), pv::netMessageResultText(code), code);
+    if (!sent.error().text.empty()) {
+        std::fprintf(stderr, "  %s\n", sent.error().text.c_str());
     }
     const bool invalid = code == pv::codec::netapi::InvalidParameter || code == pv::codec::netapi::InvalidName;
     return invalid ? kExitUsage : kExitFailed;

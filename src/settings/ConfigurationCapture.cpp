@@ -1,4 +1,5 @@
 #include "settings/ConfigurationCapture.h"
+#include "common/MessengerText.h"
 
 #include "common/Error.h"
 #include "common/IniFile.h"
@@ -34,7 +35,7 @@ int gEnvoyerMessageTest(const QString& station, int delaiPingMs)
         return PingSansReponse;
     }
     // No sender name: the service calls it the local station.
-    return netMessageBufferSend(SendOptions {}, station, QString(), QLatin1String(TitreApplication));
+    return netMessageBufferSend(SendOptions {}, stdText(station), {}, TitreApplication).code();
 }
 
 MessageEchec gMessageEchecEnvoiTest(int code, const QString& station)
@@ -53,9 +54,10 @@ MessageEchec gMessageEchecEnvoiTest(int code, const QString& station)
         return {QStringLiteral("StationInexistante"), {station}};
     default:
         // Not left unsaid: the operator would wait for a pop-up that never comes.
-        return {
-            QStringLiteral("EnvoiTestImpossible"),
-            {station, netMessageResultText(code) + QStringLiteral(" (") + QString::number(code) + QLatin1Char(')')}};
+        return {QStringLiteral("EnvoiTestImpossible"),
+                {station,
+                 QLatin1String(netMessageResultText(code)) + QStringLiteral(" (") + QString::number(code)
+                     + QLatin1Char(')')}};
     }
 }
 
@@ -65,19 +67,19 @@ bool gApprendreFenetreMessenger(const PopupSpool& spool)
     if (!popup) {
         return false;
     }
-    const std::optional<QString> modele = gModeleEntete(popup->text);
+    const std::optional<QString> modele = gModeleEntete(qtext(popup->text));
     if (!modele) {
         return false;
     }
     IniFile(gFichierParametres()).update([&](IniDocument& doc) {
-        doc.setValue(QLatin1String(SectionGeneral), QStringLiteral("TitreFenetreMessenger"), popup->title);
+        doc.setValue(QLatin1String(SectionGeneral), QStringLiteral("TitreFenetreMessenger"), qtext(popup->title));
         doc.setValue(QLatin1String(SectionGeneral), QStringLiteral("EnteteFenetreMessenger"), *modele);
     });
     Parametres& p = gParametres();
-    p.titreFenetreMessenger = popup->title;
+    p.titreFenetreMessenger = qtext(popup->title);
     p.enteteFenetreMessenger = *modele;
     // Learnt: the test message is not one to keep.
-    spool.remove(*popup);
+    (void)spool.remove(*popup);
     return true;
 }
 

@@ -1,4 +1,5 @@
 #include "settings/Preferences.h"
+#include "common/MessengerText.h"
 
 #include "common/Autostart.h"
 #include "common/DataFile.h"
@@ -254,7 +255,7 @@ std::optional<QString> gEnregistrerPreferences(Preferences& p, const QString& pr
         {"EffacerMessageApresEnvoi", gTexteIndicateur(p.effacerMessageApresEnvoi)},
         {"PingStationAvantEnvoi", gTexteIndicateur(p.pingStationAvantEnvoi)},
         {"DelaiAttente", texteOuDefaut(p.delaiAttente, QStringLiteral("500"))},
-        {"Expediteur", texteOuDefaut(p.expediteur, localStationName())},
+        {"Expediteur", texteOuDefaut(p.expediteur, qtext(localStationName()))},
         {"CaractereDevantReponseExpediteur", p.caractereDevantReponseExpediteur},
         {"NbMessageMaxHistorique", nbMessages},
     };
@@ -276,10 +277,10 @@ std::optional<QString> gEnregistrerPreferences(Preferences& p, const QString& pr
     gAnalyserPoliceMessage(p.policeMessage, actuels.police);
 
     // Messages sent to the new name reach this station too; the old name stays an alias.
-    QString raison;
-    if (!p.expediteur.isEmpty() && p.expediteur != actuels.expediteur
-        && !ServiceNames(dossierSpool).add(p.expediteur, &raison)) {
-        return raison;
+    if (!p.expediteur.isEmpty() && p.expediteur != actuels.expediteur) {
+        if (const Status ajoute = ServiceNames(stdText(dossierSpool)).add(stdText(p.expediteur)); !ajoute) {
+            return qtext(ajoute.error().text);
+        }
     }
     return std::nullopt;
 }

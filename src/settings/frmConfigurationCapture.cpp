@@ -1,4 +1,5 @@
 #include "settings/frmConfigurationCapture.h"
+#include "common/MessengerText.h"
 
 #include "common/Controles.h"
 #include "common/ErrorReport.h"
@@ -20,7 +21,7 @@ namespace pv {
 
 frmConfigurationCapture::frmConfigurationCapture(QWidget* parent)
     : QDialog(parent)
-    , dossierSpool(PopupSpool::defaultFolder())
+    , dossierSpool(qtext(PopupSpool::defaultFolder()))
 {
     setObjectName(QStringLiteral("frmConfigurationCapture"));
     setWindowTitle(QStringLiteral("Configuration de la capture"));
@@ -124,7 +125,7 @@ bool frmConfigurationCapture::mObtenirInfoFenetreMessenger()
     bool appris = false;
     try {
         QApplication::setOverrideCursor(Qt::WaitCursor);
-        appris = gApprendreFenetreMessenger(PopupSpool(dossierSpool));
+        appris = gApprendreFenetreMessenger(PopupSpool(stdText(dossierSpool)));
         QApplication::restoreOverrideCursor();
     } catch (const std::exception& e) {
         QApplication::restoreOverrideCursor();

@@ -1,4 +1,5 @@
 #include "settings/frmPreference.h"
+#include "common/MessengerText.h"
 
 #include "common/Controles.h"
 #include "common/Dialogues.h"
@@ -492,7 +493,7 @@ void frmPreference::mEnregistrerPreference()
         QApplication::setOverrideCursor(Qt::WaitCursor);
         attente = true;
         const std::optional<QString> echecAlias
-            = gEnregistrerPreferences(p, QCoreApplication::applicationFilePath(), PopupSpool::defaultFolder());
+            = gEnregistrerPreferences(p, QCoreApplication::applicationFilePath(), qtext(PopupSpool::defaultFolder()));
         QApplication::restoreOverrideCursor();
         attente = false;
         chkMinimiserSysTray->setChecked(p.minimiserSysTray);

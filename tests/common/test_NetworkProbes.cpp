@@ -1,6 +1,7 @@
 #include "TestFiles.h"
 
 #include "common/Language.h"
+#include "common/MessengerText.h"
 #include "common/NetworkProbes.h"
 #include "messenger/NameQuery.h"
 #include "messenger/codec/NameService.h"
@@ -172,34 +173,55 @@ TEST_F(ReseauIsole, WorkgroupListingKeepsOnlyMembersStations)
     EXPECT_FALSE(limite.hasExpired());
 }
 
-// A name the resolver does not know: NAME<03> and NAME<00> are asked at once, so that a missing name costs one
-// time-out; here only the computer name answers.
-TEST_F(ReseauIsole, StationNameIsAskedWithBothSuffixesAtOnce)
+// A NetBIOS name (no dot) is looked for without DNS first: the hosts file, then the WINS servers, then a broadcast.
+// NAME<03> and NAME<00> are asked at once, so that a missing name costs one time-out; here only the computer name
+// answers.
+TEST_F(ReseauIsole, StationNameIsLookedForCheapestFirst)
 {
     using namespace pv::codec;
     ASSERT_NO_FATAL_FAILURE(brancherVeth());
-    QUdpSocket membre;
-    ASSERT_TRUE(membre.bind(QHostAddress::AnyIPv4, 1137));
-    auto trouve = std::async(std::launch::async, [] {
-        return resolveStation({"GHOST", kSuffixMessenger, {}}, QStringLiteral("ghost"), 600, 1137);
-    });
-    std::vector<uint8_t> suffixes;
-    while (trouve.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        const QNetworkDatagram d = membre.waitForReadyRead(20) ? membre.receiveDatagram() : QNetworkDatagram();
-        const QByteArray octets = d.data();
-        const auto q = parseNameQuestion({reinterpret_cast<const uint8_t*>(octets.data()), size_t(octets.size())});
-        if (!q || q->name.name != "GHOST") {
-            continue;
+    QTemporaryDir dossier;
+    const std::tuple<const char*, const char*, std::vector<uint32_t>, uint32_t, std::vector<std::pair<uint8_t, bool>>>
+        cas[] = {
+            // what, hosts file, WINS servers, address found, questions seen (suffix, broadcast)
+            {"broadcast", "10.77.0.8 other\n", {}, 0x0A4D0001, {{kSuffixMessenger, true}, {kSuffixWorkstation, true}}},
+            {"hosts file, no query", "10.77.0.9 other Ghost # x\n", {0x7F000001}, 0x0A4D0009, {}},
+            {"WINS server first",
+             "",
+             {0x7F000001},
+             0x0A4D0001,
+             {{kSuffixMessenger, false}, {kSuffixWorkstation, false}}},
+        };
+    for (const auto& [quoi, hosts, wins, attendue, attendues] : cas) {
+        SCOPED_TRACE(quoi);
+        ASSERT_TRUE(test::writeFile(dossier.filePath("hosts"), hosts));
+        StationLookup recherche {600, 1137, wins, stdText(dossier.filePath("hosts"))};
+        QUdpSocket membre;
+        ASSERT_TRUE(membre.bind(QHostAddress::AnyIPv4, 1137));
+        auto trouve = std::async(std::launch::async, [&] {
+            return resolveStation({"GHOST", kSuffixMessenger, {}}, "ghost", recherche).value_or(0);
+        });
+        std::vector<std::pair<uint8_t, bool>> questions;
+        while (trouve.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            const QNetworkDatagram d = membre.waitForReadyRead(20) ? membre.receiveDatagram() : QNetworkDatagram();
+            const QByteArray octets = d.data();
+            const auto q = parseNameQuestion({reinterpret_cast<const uint8_t*>(octets.data()), size_t(octets.size())});
+            if (!q || q->name.name != "GHOST") {
+                continue;
+            }
+            if (std::find(questions.begin(), questions.end(), std::pair(q->name.suffix, q->isBroadcast()))
+                == questions.end()) {
+                questions.emplace_back(q->name.suffix, q->isBroadcast());
+            }
+            const NbAddress a[] = {{0, 0x0A4D0001}};
+            if (const auto r = buildNameQueryAnswer(*q, 0, {a, 1}); r && q->name.suffix == kSuffixWorkstation) {
+                membre.writeDatagram(
+                    d.makeReply(QByteArray(reinterpret_cast<const char*>(r->data()), qsizetype(r->size()))));
+            }
         }
-        suffixes.push_back(q->name.suffix);
-        const NbAddress a[] = {{0, 0x0A4D0001}};
-        if (const auto r = buildNameQueryAnswer(*q, 0, {a, 1}); r && q->name.suffix == kSuffixWorkstation) {
-            membre.writeDatagram(
-                d.makeReply(QByteArray(reinterpret_cast<const char*>(r->data()), qsizetype(r->size()))));
-        }
+        EXPECT_EQ(trouve.get(), attendue);
+        EXPECT_EQ(questions, attendues);
     }
-    EXPECT_EQ(trouve.get(), std::optional<uint32_t>(0x0A4D0001));
-    EXPECT_EQ(suffixes, (std::vector<uint8_t> {kSuffixMessenger, kSuffixWorkstation}));
 }
 
 } // namespace

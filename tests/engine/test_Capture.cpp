@@ -3,6 +3,7 @@
 #include "common/DataFile.h"
 #include "common/IniFile.h"
 #include "common/Language.h"
+#include "common/MessengerText.h"
 #include "common/Scrambling.h"
 #include "engine/Capture.h"
 #include "engine/Envoi.h"
@@ -62,7 +63,8 @@ protected:
                 const QString& titre = gParametres().titreFenetreMessenger,
                 const QDateTime& arrivee = Arrivee)
     {
-        ASSERT_TRUE(m_spool.write(Popup {titre, texte, de, "BOB", "10.0.0.7", arrivee, {}}));
+        const auto quand = arrivee.isValid() ? std::optional(arrivalTime(arrivee)) : std::nullopt;
+        ASSERT_TRUE(m_spool.write(Popup {stdText(titre), stdText(texte), stdText(de), "BOB", "10.0.0.7", quand, {}}));
     }
 
     QStringList historique() const
@@ -71,7 +73,7 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    PopupSpool m_spool {m_dir.filePath("popups")};
+    PopupSpool m_spool {stdText(m_dir.filePath("popups"))};
     QStringList m_boites;
 };
 
@@ -142,7 +144,7 @@ TEST_F(CaptureTest, StoresOneMessagePerTick)
         gParametres().enteteFenetreMessenger = c.apprisFr ? ModeleFr : Parametres {}.enteteFenetreMessenger;
         ecrire(c.expediteur,
                popupTexte(c.entete, c.crypte ? gTexteCrypte(c.corps) : c.corps),
-               popupWording(c.service).title,
+               qtext(popupWording(c.service).title),
                c.arrivee);
         const ResultatCapture r = Capture(m_spool.folder()).mCapturerMessage();
         ASSERT_TRUE(r.message) << c.entete.toStdString();
@@ -151,7 +153,7 @@ TEST_F(CaptureTest, StoresOneMessagePerTick)
                   QStringList({c.expediteur, c.description, c.corps, "10.0.0.7", c.cle}));
         EXPECT_EQ(m.crypte, c.crypte);
         EXPECT_EQ(historique(), QStringList {c.cle + "=" + c.stocke});
-        EXPECT_EQ(m_spool.count(), 0);
+        EXPECT_EQ(m_spool.count(), 0u);
     }
     EXPECT_TRUE(m_boites.isEmpty()) << m_boites.join('\n').toStdString();
 }
@@ -172,8 +174,8 @@ TEST_F(CaptureTest, TakesTwoPopupsOnTwoTicksDropsIgnoredSendersAndLeavesOtherTit
     EXPECT_EQ(pris, (QStringList {"first", "second"}));
     // The same arrival for both: the second key moves on by a millisecond rather than replace the first.
     EXPECT_EQ(historique(), (QStringList {"20261120190500125=ALICE|first", "20261120190500126=PC9|second"}));
-    ASSERT_EQ(m_spool.count(), 1) << "the ignored pop-up is removed unstored";
-    EXPECT_EQ(m_spool.all().first().title, "Messenger Service");
+    ASSERT_EQ(m_spool.count(), 1u) << "the ignored pop-up is removed unstored";
+    EXPECT_EQ(m_spool.all().front().title, "Messenger Service");
     const ResultatCapture r = capture.mCapturerMessage();
     EXPECT_EQ(std::pair(r.nbNonReconnus, r.titreNonReconnu), std::pair(qsizetype(1), QString("Messenger Service")));
 }
@@ -190,7 +192,7 @@ TEST_F(CaptureTest, JoinsPartsAndStoresThemOnceWhenTheLastArrives)
         auto capture = std::make_unique<Capture>(m_spool.folder());
         for (int i = 1; i <= 2; ++i) {
             EXPECT_FALSE(capture->mCapturerMessage().message);
-            EXPECT_EQ(m_spool.count(), 3) << "parts stay in the spool until stored";
+            EXPECT_EQ(m_spool.count(), 3u) << "parts stay in the spool until stored";
             EXPECT_TRUE(historique().isEmpty());
         }
         if (redemarrer) { // a restart loses the joined parts in memory, never the spool
@@ -204,7 +206,7 @@ TEST_F(CaptureTest, JoinsPartsAndStoresThemOnceWhenTheLastArrives)
         EXPECT_EQ(r.message->texte, joint);
         EXPECT_EQ(r.message->crypte, crypte);
         EXPECT_EQ(historique(), QStringList {"20261120190500125=ALICE|" + (crypte ? gTexteCrypte(joint) : joint)});
-        EXPECT_EQ(m_spool.count(), 0);
+        EXPECT_EQ(m_spool.count(), 0u);
         EXPECT_EQ(capture->nbExpediteursEnAttente(), 0);
     }
 }
@@ -223,26 +225,26 @@ TEST_F(CaptureTest, JoinsPartsPerSenderAsTheSenderNumbersThem)
     ASSERT_GT(luc.size(), 99);
     const QString De = QStringLiteral("Message from %1 to BOB on d");
     const QStringList max = {"Hello from Max", "[01/02]\r\nHalf ", "[02/02]\r\nand half"};
-    QList<Popup> popups; // in one sync pass
+    std::vector<Popup> popups; // in one sync pass
     for (qsizetype i = 0; i < luc.size(); ++i) {
-        popups.append({Parametres {}.titreFenetreMessenger,
-                       popupTexte(De.arg("LUC"), luc[i]),
-                       "LUC",
-                       "BOB",
-                       "10.0.0.7",
-                       Arrivee,
-                       {}});
+        popups.push_back({stdText(Parametres {}.titreFenetreMessenger),
+                          stdText(popupTexte(De.arg("LUC"), luc[i])),
+                          "LUC",
+                          "BOB",
+                          "10.0.0.7",
+                          arrivalTime(Arrivee),
+                          {}});
         if (i < max.size()) {
-            popups.append({Parametres {}.titreFenetreMessenger,
-                           popupTexte(De.arg("MAX"), max[i]),
-                           "MAX",
-                           "BOB",
-                           "10.0.0.8",
-                           Arrivee,
-                           {}});
+            popups.push_back({stdText(Parametres {}.titreFenetreMessenger),
+                              stdText(popupTexte(De.arg("MAX"), max[i])),
+                              "MAX",
+                              "BOB",
+                              "10.0.0.8",
+                              arrivalTime(Arrivee),
+                              {}});
         }
     }
-    ASSERT_TRUE(std::ranges::all_of(m_spool.write(popups), std::identity()));
+    ASSERT_TRUE(std::ranges::all_of(m_spool.write(popups).durable, std::identity()));
     Capture capture(m_spool.folder());
     for (int tick = 0; m_spool.count() > 0 && tick < 2 * luc.size(); ++tick) {
         capture.mCapturerMessage();
@@ -252,18 +254,18 @@ TEST_F(CaptureTest, JoinsPartsPerSenderAsTheSenderNumbersThem)
         stocke.append(ligne.section('=', 1));
     }
     EXPECT_EQ(stocke, (QStringList {"MAX|Hello from Max", "MAX|Half and half", "LUC|" + long_}));
-    EXPECT_EQ(m_spool.count(), 0);
+    EXPECT_EQ(m_spool.count(), 0u);
     EXPECT_EQ(capture.nbExpediteursEnAttente(), 0);
 }
 
 TEST_F(CaptureTest, OnlyRemovesAPopupStoredBeforeACrash)
 {
     ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "hi"));
-    const QString id = m_spool.all().first().id;
+    const QString id = qtext(m_spool.all().front().id);
     IniFile(gFichierDonnees()).writeString(QLatin1String(SectionPopupCapture), id, "20261121095959000");
     Capture capture(m_spool.folder());
     EXPECT_FALSE(capture.mCapturerMessage().message);
-    EXPECT_EQ(m_spool.count(), 0);
+    EXPECT_EQ(m_spool.count(), 0u);
     EXPECT_TRUE(historique().isEmpty());
 }
 
@@ -278,7 +280,7 @@ TEST_F(CaptureTest, KeepsThePopupWhenTheStoreFails)
     EXPECT_FALSE(capture.mCapturerMessage().message);
     ASSERT_EQ(m_boites.size(), 1) << "one report, then a pause before trying again";
     EXPECT_TRUE(m_boites.first().contains("frmPilvanor.mCapturerMessage"));
-    EXPECT_EQ(m_spool.count(), 1);
+    EXPECT_EQ(m_spool.count(), 1u);
 }
 
 TEST_F(CaptureTest, FiresDueRemindersWhetherCaptureIsOnOrNot)
@@ -296,7 +298,7 @@ TEST_F(CaptureTest, FiresDueRemindersWhetherCaptureIsOnOrNot)
 
     auto r = capture.mCapturerMessage();
     EXPECT_FALSE(r.message);
-    EXPECT_EQ(m_spool.count(), 1);
+    EXPECT_EQ(m_spool.count(), 1u);
     ASSERT_EQ(r.rappels.size(), 2);
     EXPECT_EQ(r.rappels[0].moment, "2026/11/20 08:00");
     EXPECT_EQ(r.rappels[0].texte, "Call\r\nBob");

@@ -1,6 +1,7 @@
 // A capture killed with SIGKILL at random moments and restarted neither loses a message nor stores one twice.
 #include "common/DataFile.h"
 #include "common/IniFile.h"
+#include "common/MessengerText.h"
 #include "engine/Capture.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
@@ -29,8 +30,8 @@ pid_t startCapture(const QString& folder, bool drain)
     if (const pid_t pid = ::fork(); pid != 0) {
         return pid;
     }
-    Capture capture(folder);
-    PopupSpool spool(folder);
+    Capture capture(stdText(folder));
+    PopupSpool spool(stdText(folder));
     const QDeadlineTimer deadline(60000);
     while (!(drain && spool.count() == 0)) {
         capture.mCapturerMessage();
@@ -61,8 +62,8 @@ TEST(CaptureCrash, KilledCaptureLosesNothingAndStoresNothingTwice)
     gParametres() = Parametres {};
     gParametres().nbMessageMaxHistorique = 1000000;
     gChargerUtilisateurGroupe();
-    PopupSpool spool(dir.filePath("popups"));
-    ASSERT_TRUE(QDir().mkpath(spool.folder()));
+    PopupSpool spool(stdText(dir.filePath("popups")));
+    ASSERT_TRUE(QDir().mkpath(qtext(spool.folder())));
 
     std::mt19937 rng(4242);
     // Each expected text, with the bodies of the pop-ups that carry it; and each stored once in the end.
@@ -70,7 +71,7 @@ TEST(CaptureCrash, KilledCaptureLosesNothingAndStoresNothingTwice)
     QHash<QString, int> once;
     constexpr int Rounds = 30;
     for (int round = 0; round < Rounds; ++round) {
-        const pid_t pid = startCapture(spool.folder(), false);
+        const pid_t pid = startCapture(qtext(spool.folder()), false);
         // Written while the capture runs, one pop-up at a time; every third message comes in three parts.
         for (int next = 3 * round; next < 3 * round + 3; ++next) {
             QString full;
@@ -79,7 +80,8 @@ TEST(CaptureCrash, KilledCaptureLosesNothingAndStoresNothingTwice)
                 const QString part = QStringLiteral("m%1p%2;").arg(next).arg(i);
                 bodies.append(next % 3 != 0 ? part : QStringLiteral("[0%1/03]\r\n").arg(i) + part);
                 full += part;
-                ASSERT_TRUE(spool.write(Popup {"Messenger Service ", Entete + bodies.last(), {}, {}, {}, {}, {}}));
+                ASSERT_TRUE(
+                    spool.write(Popup {"Messenger Service ", stdText(Entete + bodies.last()), {}, {}, {}, {}, {}}));
             }
             expected.insert(full, bodies);
             once.insert(full, 1);
@@ -93,7 +95,7 @@ TEST(CaptureCrash, KilledCaptureLosesNothingAndStoresNothingTwice)
         const QHash<QString, int> history = stored();
         QSet<QString> waiting;
         for (const Popup& p : spool.all()) {
-            waiting.insert(p.text.mid(Entete.size()));
+            waiting.insert(qtext(p.text).mid(Entete.size()));
         }
         for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
             ASSERT_LE(history.value(it.key()), 1) << "stored twice: " << it.key().toStdString() << " round " << round;
@@ -106,8 +108,8 @@ TEST(CaptureCrash, KilledCaptureLosesNothingAndStoresNothingTwice)
 
     EXPECT_GT(stored().size(), Rounds) << "the killed captures should have stored messages between kills";
     int status = 0;
-    ::waitpid(startCapture(spool.folder(), true), &status, 0);
+    ::waitpid(startCapture(qtext(spool.folder()), true), &status, 0);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     EXPECT_EQ(stored(), once);
-    EXPECT_EQ(spool.count(), 0);
+    EXPECT_EQ(spool.count(), 0u);
 }

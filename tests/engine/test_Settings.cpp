@@ -41,7 +41,7 @@ TEST_F(SettingsTest, FreshUserGetsTheDefaults)
     gChargerParametres();
     EXPECT_TRUE(gParametres().fichierLangue.endsWith("/pv.ENG"));
     // The NetBIOS form of the host name that pilvanor-send sends by default, upper case like every typed name.
-    EXPECT_EQ(gParametres().expediteur, localStationName());
+    EXPECT_EQ(gParametres().expediteur.toStdString(), localStationName());
     EXPECT_EQ(gParametres().expediteur, gParametres().expediteur.toUpper());
     EXPECT_FALSE(QFile::exists(gFichierParametres())) << "loading writes nothing";
 }

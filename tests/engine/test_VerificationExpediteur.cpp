@@ -16,7 +16,8 @@ namespace {
 ResolveursExpediteur resolveurs(std::vector<uint32_t> netbios)
 {
     return {[](const QString& nom) {
-                return nom.startsWith(QLatin1String("PC")) ? std::vector<uint32_t> {} : resolveIpv4All(nom, 1000);
+                return nom.startsWith(QLatin1String("PC")) ? std::vector<uint32_t> {}
+                                                           : resolveIpv4All(nom.toStdString(), 1000);
             },
             [netbios](const codec::NetbiosName&) { return netbios; }};
 }

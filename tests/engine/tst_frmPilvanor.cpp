@@ -1,6 +1,7 @@
 #include "FormFixture.h"
 
 #include "common/IniFile.h"
+#include "common/MessengerText.h"
 #include "common/Son.h"
 #include "engine/Envoi.h"
 #include "engine/LanceurService.h"
@@ -59,9 +60,9 @@ class tst_frmPilvanor : public QObject
     static bool spool(const QString& text, const QString& title = "Messenger Service ")
     {
         Popup p;
-        p.title = title;
-        p.text = text;
-        return PopupSpool(PopupSpool::defaultFolder()).write(p);
+        p.title = stdText(title);
+        p.text = stdText(text);
+        return PopupSpool(PopupSpool::defaultFolder()).write(p).ok();
     }
 
     test::FormFixture m_fixture;

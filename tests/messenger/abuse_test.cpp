@@ -1,63 +1,124 @@
 // The real pilvanor-messenger under hostile peers, and under SIGKILL.
 #include "Bytes.h"
 #include "SmbTestClient.h"
+#include "TempDir.h"
 
 #include "messenger/Spool.h"
-
-#include <QDir>
-#include <QProcess>
-#include <QRegularExpression>
-#include <QSet>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <random>
+#include <regex>
+#include <set>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace pv {
 namespace {
 
 using namespace codec::test;
 using test::SmbTestClient;
+using test::TempDir;
 const auto Success = codec::SmbStatus::success();
+
+std::string fileText(const std::string& path)
+{
+    std::ifstream f(path);
+    return {std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>()};
+}
+
+// A child process with its standard error in a file.
+class Process
+{
+public:
+    ~Process() { stop(SIGKILL); }
+
+    void start(std::vector<std::string> args, const std::string& errorFile)
+    {
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            const int fd = ::open(errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            ::dup2(fd, STDERR_FILENO);
+            std::vector<char*> argv;
+            for (std::string& arg : args) {
+                argv.push_back(arg.data());
+            }
+            argv.push_back(nullptr);
+            ::execv(argv[0], argv.data());
+            ::_exit(127);
+        }
+    }
+    pid_t pid() const { return m_pid; }
+    // Signals it and waits for its end: its wait status, or -1.
+    int stop(int signal)
+    {
+        if (m_pid <= 0) {
+            return -1;
+        }
+        ::kill(m_pid, signal);
+        int status = -1;
+        ::waitpid(m_pid, &status, 0);
+        m_pid = -1;
+        return status;
+    }
+
+private:
+    pid_t m_pid = -1;
+};
 
 class Abuse : public ::testing::Test
 {
 protected:
     // Starts the service on `port` (0: any free port), its messages in `log`; port becomes the one it took.
-    void launch(const QString& log)
+    void launch(const std::string& log)
     {
-        service.setStandardErrorFile(dir.filePath(log));
-        const QString options = QStringLiteral("--foreground --bind 127.0.0.1 --no-udp --name BOB --port %1").arg(port);
-        service.start(PV_BIN_DIR "/pilvanor-messenger", options.split(u' ') << "--spool" << spool);
-        QRegularExpressionMatch started;
-        for (int i = 0; i < 250 && !started.hasMatch(); ++i) {
+        service.start({PV_BIN_DIR "/pilvanor-messenger",
+                       "--foreground",
+                       "--bind",
+                       "127.0.0.1",
+                       "--no-udp",
+                       "--name",
+                       "BOB",
+                       "--port",
+                       std::to_string(port),
+                       "--spool",
+                       spool},
+                      dir.filePath(log));
+        std::smatch started;
+        std::string text;
+        for (int i = 0; i < 250 && started.empty(); ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            QFile f(dir.filePath(log));
-            started = QRegularExpression("TCP port (\\d+),").match(f.open(QIODevice::ReadOnly) ? f.readAll() : "");
+            text = fileText(dir.filePath(log));
+            std::regex_search(text, started, std::regex("TCP port (\\d+),"));
         }
-        ASSERT_TRUE(started.hasMatch()) << "the service did not start";
-        port = started.captured(1).toUShort();
+        ASSERT_FALSE(started.empty()) << "the service did not start";
+        port = uint16_t(std::stoi(started[1]));
     }
     // The text of each pop-up in the spool.
-    QSet<QString> bodies() const
+    std::set<std::string> bodies() const
     {
-        QSet<QString> out;
+        std::set<std::string> out;
         for (const Popup& p : PopupSpool(spool).all()) {
-            out.insert(p.text.section("\r\n\r\n", 1));
+            const size_t body = p.text.find("\r\n\r\n");
+            out.insert(body == std::string::npos ? std::string() : p.text.substr(body + 4));
         }
         return out;
     }
 
     void SetUp() override { launch("log"); }
 
-    QTemporaryDir dir;
-    QString spool = dir.filePath("spool");
+    TempDir dir;
+    std::string spool = dir.filePath("spool");
     uint16_t port = 0;
-    QProcess service;
+    Process service;
     std::mutex lock;
 };
 
@@ -99,23 +160,24 @@ TEST_F(Abuse, ValidMessagesGetThroughHostileConnections)
     EXPECT_EQ(refused, 0);
     EXPECT_EQ(SmbTestClient(port).sendMessage("after the storm"), Success);
 
-    QFile status(QStringLiteral("/proc/%1/status").arg(service.processId()));
-    EXPECT_TRUE(status.open(QIODevice::ReadOnly));
-    const long peakKiB = QRegularExpression("VmHWM:\\s*(\\d+)").match(status.readAll()).captured(1).toLong();
+    const std::string status = fileText("/proc/" + std::to_string(service.pid()) + "/status");
+    std::smatch peak;
+    ASSERT_TRUE(std::regex_search(status, peak, std::regex("VmHWM:\\s*(\\d+)")));
+    const long peakKiB = std::stol(peak[1]);
     EXPECT_TRUE(peakKiB > 0 && peakKiB < 50 * 1024) << "peak resident memory: " << peakKiB << " KiB";
-    QSet<QString> sent {"after the storm"};
+    std::set<std::string> sent {"after the storm"};
     for (int i = 0; i < 200; ++i) {
-        sent.insert(QString::number(i % 4) + "-" + QString((i / 4) * 7, '.'));
+        sent.insert(std::to_string(i % 4) + "-" + std::string(size_t(i / 4) * 7, '.'));
     }
-    EXPECT_TRUE(bodies() == sent) << (sent - bodies()).size() << " lost, " << (bodies() - sent).size() << " made up";
-    service.terminate();
-    EXPECT_TRUE(service.waitForFinished() && service.exitStatus() == QProcess::NormalExit && service.exitCode() == 0);
+    EXPECT_EQ(bodies(), sent);
+    const int end = service.stop(SIGTERM);
+    EXPECT_TRUE(WIFEXITED(end) && WEXITSTATUS(end) == 0);
 }
 
 TEST_F(Abuse, AcknowledgedMessagesSurviveSigkill)
 {
     std::atomic<bool> sending = true;
-    QStringList acknowledged;
+    std::vector<std::string> acknowledged;
     std::vector<std::jthread> senders;
     for (int t = 0; t < 4; ++t) {
         senders.emplace_back([&, t] {
@@ -123,7 +185,7 @@ TEST_F(Abuse, AcknowledgedMessagesSurviveSigkill)
                 const std::string text = "kill " + std::to_string(t) + "-" + std::to_string(i);
                 if (SmbTestClient(port, 2000).sendMessage(text) == Success) {
                     const std::lock_guard guard(lock);
-                    acknowledged << QString::fromStdString(text);
+                    acknowledged.push_back(text);
                 } else {
                     std::this_thread::sleep_for(std::chrono::milliseconds(5));
                 }
@@ -133,21 +195,24 @@ TEST_F(Abuse, AcknowledgedMessagesSurviveSigkill)
     std::mt19937 random(42);
     for (int kill = 0; kill < 12; ++kill) {
         std::this_thread::sleep_for(std::chrono::milliseconds(30 + random() % 200));
-        service.kill(); // SIGKILL
-        service.waitForFinished();
-        launch(QStringLiteral("log%1").arg(kill)); // on the same port
+        service.stop(SIGKILL);
+        launch("log" + std::to_string(kill)); // on the same port
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     sending = false;
     senders.clear();
-    service.terminate();
-    service.waitForFinished();
+    service.stop(SIGTERM);
 
-    EXPECT_GT(acknowledged.size(), 100);
-    const QSet<QString> lost = QSet<QString>(acknowledged.begin(), acknowledged.end()) - bodies();
-    EXPECT_TRUE(lost.isEmpty()) << "acknowledged but lost: "
-                                << QStringList(lost.begin(), lost.end()).join(' ').toStdString();
-    EXPECT_EQ(QDir(spool).entryList({"*.tmp"}, QDir::Hidden | QDir::Files), QStringList()) << "left by a crash";
+    EXPECT_GT(acknowledged.size(), 100u);
+    const std::set<std::string> kept = bodies();
+    std::string lost;
+    for (const std::string& text : acknowledged) {
+        lost += kept.count(text) ? "" : text + ' ';
+    }
+    EXPECT_EQ(lost, "") << "acknowledged but lost";
+    for (const auto& entry : std::filesystem::directory_iterator(spool)) {
+        EXPECT_FALSE(entry.path().string().ends_with(".tmp")) << "left by a crash: " << entry.path();
+    }
 }
 
 } // namespace

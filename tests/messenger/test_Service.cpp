@@ -1,17 +1,15 @@
 #include "Bytes.h"
 #include "SmbTestClient.h"
+#include "TempDir.h"
 
 #include "messenger/Names.h"
 #include "messenger/Service.h"
 #include "messenger/codec/Datagram.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTimeZone>
-
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace pv {
@@ -20,6 +18,8 @@ namespace {
 using namespace codec;
 using namespace codec::test;
 using pv::test::SmbTestClient;
+using pv::test::TempDir;
+using namespace std::chrono;
 
 const SmbStatus Success {}, NoMessage = SmbStatus::dos(kErrDos, kErrDosInvalidParameter),
                             NoRoom = SmbStatus::dos(kErrSrv, kErrSrvNoRoom);
@@ -36,9 +36,9 @@ protected:
         o.nameServicePort = -1;
         o.datagramPort = 0;
         o.hostName = "HOST";
-        o.names = QStringList {"BOB"};
+        o.names = {"BOB"};
         service = std::make_unique<MessengerService>(o);
-        ASSERT_EQ(service->start(), MessengerService::StartResult::Ok);
+        ASSERT_TRUE(service->start());
         thread = std::thread([this] { service->run(); });
     }
     void TearDown() override
@@ -46,10 +46,10 @@ protected:
         service->stop(); // every test starts it
         thread.join();
     }
-    QList<Popup> popups() const { return PopupSpool(spoolFolder).all(); }
+    std::vector<Popup> popups() const { return PopupSpool(spoolFolder).all(); }
 
-    QTemporaryDir dir;
-    QString spoolFolder = dir.path() + "/spool";
+    TempDir dir;
+    std::string spoolFolder = dir.filePath("spool");
     std::unique_ptr<MessengerService> service;
     std::thread thread;
 };
@@ -63,11 +63,13 @@ TEST_F(ServiceTest, MessagesAndDomainBroadcastsBecomePopups)
               Success);
     const Popup p = PopupSpool(spoolFolder).newest().value();
     EXPECT_EQ(p.title, "Service Affichage des messages ");
+    ASSERT_TRUE(p.arrived);
     EXPECT_EQ(p.text,
-              QString::fromUtf8("Message de ALICE à BOB le ") + p.arrived.toString("dd/MM/yyyy HH:mm:ss")
-                  + QString::fromUtf8("\r\n\r\nété 1\r\n\r\n2\r\n\r\n3\r\n\r\n4\r\n\r\n5\r\n\r\nX"));
-    EXPECT_EQ(QStringList({p.from, p.to, p.peer}), QStringList({"ALICE", "BOB", "127.0.0.1"}));
-    EXPECT_LE(std::abs(p.arrived.secsTo(QDateTime::currentDateTime())), 5);
+              "Message de ALICE à BOB le " + p.arrived->headerText()
+                  + "\r\n\r\nété 1\r\n\r\n2\r\n\r\n3\r\n\r\n4\r\n\r\n5\r\n\r\nX");
+    EXPECT_EQ(std::vector<std::string>({p.from, p.to, p.peer}),
+              std::vector<std::string>({"ALICE", "BOB", "127.0.0.1"}));
+    EXPECT_LE(std::chrono::abs(p.arrived->utc - ArrivalTime::now().utc), seconds(5));
     const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const sockaddr_in to {AF_INET, htons(service->datagramPort()), {htonl(INADDR_LOOPBACK)}, {}};
     for (const std::string group : {"OTHERGROUP", "WORKGROUP"}) {
@@ -81,10 +83,10 @@ TEST_F(ServiceTest, MessagesAndDomainBroadcastsBecomePopups)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     ASSERT_EQ(popups().size(), 2); // the broadcast to another group came first, and was left alone
-    EXPECT_TRUE(popups()[1].text.endsWith("\r\n\r\nhi\r\nyou"));
+    EXPECT_TRUE(popups()[1].text.ends_with("\r\n\r\nhi\r\nyou"));
     EXPECT_EQ(popups()[1].to, "WORKGROUP*");
     // In English; and a "%2" in a sender's name stays as it is.
-    const QDateTime arrived(QDate(2026, 3, 29), QTime(1, 30));
+    const ArrivalTime arrived {sys_days(2026y / March / 29) + 30min, 3600}; // 01:30 local
     const Popup english = makePopup("%2", "BOB", "x", OemCodePage::Cp850, PopupLanguage::English, "", arrived);
     EXPECT_EQ(english.text, "Message from %2 to BOB on 29/03/2026 01:30:00\r\n\r\nx");
 }
@@ -103,9 +105,11 @@ TEST_F(ServiceTest, RefusalsKeepTheConnection)
     const auto frame = client.readFrame();
     EXPECT_EQ(Bytes(frame.begin() + 8, frame.begin() + std::min<long>(13, long(frame.size()))), hex("72 02 00 40 00"));
     // Nothing is acknowledged that is not in the spool: replaced by a file, the folder takes nothing even from root.
-    ASSERT_TRUE(QDir().rename(spoolFolder, spoolFolder + ".away") && QFile(spoolFolder).open(QIODevice::WriteOnly));
+    std::filesystem::rename(spoolFolder, spoolFolder + ".away");
+    ASSERT_TRUE(std::ofstream(spoolFolder).good());
     EXPECT_EQ(client.sendMessage("lost"), NoRoom);
-    ASSERT_TRUE(QFile::remove(spoolFolder) && QDir().rename(spoolFolder + ".away", spoolFolder));
+    std::filesystem::remove(spoolFolder);
+    std::filesystem::rename(spoolFolder + ".away", spoolFolder);
     EXPECT_EQ(client.sendMessage("1"), Success); // until it is full
     EXPECT_EQ(client.sendMessage("2", true), NoRoom);
     EXPECT_EQ(popups().size(), 1);
@@ -116,7 +120,8 @@ TEST_F(ServiceTest, RefusalsKeepTheConnection)
 TEST_F(ServiceTest, OnlyItsNamesAndGoodFrames)
 {
     start();
-    EXPECT_EQ(MessengerService({.spoolFolder = spoolFolder}).start(), MessengerService::StartResult::SpoolBusy);
+    EXPECT_EQ(MessengerService({.spoolFolder = spoolFolder}).start().code(),
+              int(MessengerService::StartResult::SpoolBusy));
     ASSERT_TRUE(ServiceNames(spoolFolder).add("Carol"));
     const auto session = [](const char* name, uint8_t suffix = kSuffixMessenger) {
         return *buildSessionRequest({name, suffix, {}}, {"ALICEPC", 0, {}});
@@ -172,26 +177,48 @@ TEST_F(ServiceTest, IdleAndSurplusConnectionsAreClosed)
 
 TEST(PopupSpool, ReadingSkipsBrokenFiles)
 {
-    QTemporaryDir dir;
-    PopupSpool spool(dir.path() + "/spool");
-    const QDateTime arrived(QDate(2026, 3, 29), QTime(1, 30), QTimeZone("Europe/Paris")); // just before DST
-    for (const char* text : {"one", "two", "three"}) {
-        ASSERT_TRUE(spool.write({QString(text) == "two" ? "B" : "A", text, "F", "T", "10.0.0.1", arrived, {}}));
+    TempDir dir;
+    PopupSpool spool(dir.filePath("spool"));
+    const ArrivalTime arrived {sys_days(2026y / March / 29) + 30min, 3600}; // 01:30 in Paris, just before DST
+    for (const std::string text : {"one", "two", "three"}) {
+        ASSERT_TRUE(spool.write({text == "two" ? "B" : "A", text, "F", "T", "10.0.0.1", arrived, {}}));
     }
-    QFile broken(spool.folder() + "/99999999999999999999-0-0.popup"); // sorts last
-    ASSERT_TRUE(broken.open(QIODevice::WriteOnly) && broken.write("Pilvanor-Popup: 1\nTitle: A\n") && broken.flush());
+    std::ofstream(spool.folder() + "/99999999999999999999-0-0.popup") << "Pilvanor-Popup: 1\nTitle: A\n"; // sorts last
 
     EXPECT_EQ(spool.all().size(), 3);
     EXPECT_EQ(spool.newest()->text, "three");
     const Popup first = spool.oldestWithTitle("A").value();
     EXPECT_EQ(first.text, "one");
-    EXPECT_EQ(first.arrived.toString(Qt::ISODate), "2026-03-29T01:30:00+01:00");
+    EXPECT_EQ(first.arrived, arrived);
+    EXPECT_EQ(first.arrived->isoText(), "2026-03-29T01:30:00.000+01:00");
     EXPECT_FALSE(spool.oldestWithTitle("A "));
     EXPECT_TRUE(spool.remove(first));
     Popup third = spool.oldestWithTitle("A").value();
     EXPECT_EQ(third.text, "three");
     third.id = "../spool/" + third.id; // the same file, by a path
     EXPECT_FALSE(spool.remove(third));
+}
+
+// What older writers left is read too; what is not a time is none.
+TEST(PopupSpool, ArrivalTimesAreReadInEveryForm)
+{
+    const auto utc = sys_days(2026y / November / 21) + 8h + 15min;
+    const std::pair<const char*, std::optional<ArrivalTime>> cases[] = {
+        {"2026-11-21T09:15:00.123+01:00", ArrivalTime {utc + 123ms, 3600}},
+        {"2026-11-21T05:45:00-02:30", ArrivalTime {utc, -9000}},
+        {"2026-11-21T08:15:00.5Z", ArrivalTime {utc + 500ms, 0}},
+        {"2026-11-21T08:15:00.123456Z", ArrivalTime {utc + 123ms, 0}},
+        {"2026-02-30T08:15:00Z", std::nullopt},
+        {"2026-11-21T24:00:00Z", std::nullopt},
+        {"2026-11-21T08:15:00+1", std::nullopt},
+        {"2026-11-21 08:15:00Z", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(ArrivalTime::fromIsoText(text), expected) << text;
+    }
+    EXPECT_EQ(ArrivalTime({utc, -9000}).isoText(), "2026-11-21T05:45:00.000-02:30");
+    EXPECT_EQ(ArrivalTime({utc, -9000}).headerText(), "21/11/2026 05:45:00");
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "common/Autostart.h"
 #include "common/IniFile.h"
+#include "common/MessengerText.h"
 #include "engine/Settings.h"
 #include "messenger/Names.h"
 #include "messenger/Spool.h"
@@ -63,7 +64,7 @@ TEST_F(PreferencesTest, SaveFallsBackOnEmptyOrInvalidFields)
         {"history 7", G, "NbMessageMaxHistorique", "7", [](P p) { p.nbMessageMaxHistorique = "7"; }},
         {"delay empty", G, "DelaiAttente", "500", [](P p) { p.delaiAttente = ""; }},
         {"delay 250", G, "DelaiAttente", "250", [](P p) { p.delaiAttente = "250"; }},
-        {"sender empty", G, "Expediteur", localStationName(), [](P p) { p.expediteur = ""; }},
+        {"sender empty", G, "Expediteur", QString::fromStdString(localStationName()), [](P p) { p.expediteur = ""; }},
         {"balloon: tray", G, "MinimiserSysTray", "1", [](P p) { p.affichageMessage = 2, p.minimiserSysTray = false; }},
         {"one window", G, "MinimiserSysTray", "0", [](P p) { p.affichageMessage = 1, p.minimiserSysTray = false; }},
         {"two lines", "Signature", "Texte", "Bob¶Desk 4", [](P p) { p.signature = "Bob\nDesk 4"; }},
@@ -117,16 +118,16 @@ TEST_F(PreferencesTest, SaveWritesEveryKeyInItsOrderAndReloads)
 
 TEST_F(PreferencesTest, NewSenderNameBecomesAnAliasOfTheService)
 {
-    const ServiceNames names(m_spool);
+    const ServiceNames names(stdText(m_spool));
     Preferences p = gPreferencesActuelles();
     save(p); // unchanged: no alias
-    EXPECT_FALSE(QFile::exists(names.filePath()));
+    EXPECT_FALSE(QFile::exists(qtext(names.filePath())));
     p.expediteur = "JEANPIERRE";
     EXPECT_EQ(save(p), std::nullopt);
     gChargerParametres();
     p.expediteur = "";
     save(p); // emptied: the host name is stored, no alias made
-    EXPECT_EQ(names.aliases(), QStringList {"JEANPIERRE"});
+    EXPECT_EQ(names.aliases(), std::vector<std::string> {"JEANPIERRE"});
     gChargerParametres();
     p.expediteur = "SIXTEEN-LETTERS!";
     EXPECT_NE(save(p), std::nullopt) << "too long for a NetBIOS name";
@@ -168,7 +169,7 @@ TEST(ConfigurationCapture, HeaderBecomesATemplate)
 // The set-up against the real service, and a pop-up without a header, are driven in tst_frmConfigurationCapture.
 TEST_F(PreferencesTest, LearningTakesTheNewestPopupAndKeepsTheOthers)
 {
-    PopupSpool spool(m_spool);
+    PopupSpool spool(stdText(m_spool));
     EXPECT_FALSE(gApprendreFenetreMessenger(spool)) << "empty spool";
     Popup older, test;
     older.title = "Messenger Service ";
@@ -178,6 +179,6 @@ TEST_F(PreferencesTest, LearningTakesTheNewestPopupAndKeepsTheOthers)
     ASSERT_TRUE(spool.write(older) && spool.write(test));
     EXPECT_TRUE(gApprendreFenetreMessenger(spool));
     EXPECT_EQ(stored("General", "TitreFenetreMessenger"), "Service Affichage des messages ");
-    ASSERT_EQ(spool.count(), 1) << "the test pop-up is removed, the older one kept";
+    ASSERT_EQ(spool.count(), 1u) << "the test pop-up is removed, the older one kept";
     EXPECT_EQ(spool.newest()->text, older.text);
 }

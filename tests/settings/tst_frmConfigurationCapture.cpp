@@ -1,6 +1,7 @@
 #include "FormFixture.h"
 
 #include "common/IniFile.h"
+#include "common/MessengerText.h"
 #include "common/NetworkProbes.h"
 #include "engine/Capture.h"
 #include "messenger/Spool.h"
@@ -112,16 +113,17 @@ private Q_SLOTS:
         QCOMPARE(w.result(), int(QDialog::Accepted));
         QCOMPARE(setting("TitreFenetreMessenger"), title);
         QCOMPARE(setting("EnteteFenetreMessenger"), header);
-        QCOMPARE(PopupSpool(spool()).count(), 0);
+        QCOMPARE(PopupSpool(stdText(spool())).count(), 0u);
 
         // The capture reads the service's next pop-up with what was learnt.
-        QCOMPARE(netMessageBufferSend(SendOptions {}, "LOCALHOST", "ALICE", "Hi"), 0);
-        const std::optional<Popup> next = PopupSpool(spool()).oldestWithTitle(gParametres().titreFenetreMessenger);
-        QVERIFY(next);
+        QCOMPARE(netMessageBufferSend(SendOptions {}, "LOCALHOST", "ALICE", "Hi").code(), 0);
+        const std::optional<Popup> next
+            = PopupSpool(stdText(spool())).oldestWithTitle(stdText(gParametres().titreFenetreMessenger));
+        QVERIFY(next && next->arrived);
         const EnteteAnalysee h
-            = gAnalyserEntete(gParametres().enteteFenetreMessenger, next->text.section("\r\n", 0, 0));
+            = gAnalyserEntete(gParametres().enteteFenetreMessenger, qtext(next->text).section("\r\n", 0, 0));
         QCOMPARE(h.expediteur + '|' + h.destinataire, "ALICE|LOCALHOST");
-        QCOMPARE(h.date, next->arrived.toString("dd/MM/yyyy HH:mm:ss"));
+        QCOMPARE(h.date, qDateTime(*next->arrived).toString("dd/MM/yyyy HH:mm:ss"));
     }
 
     void popupWithoutHeaderSavesNothing()
@@ -132,14 +134,14 @@ private Q_SLOTS:
         Popup p;
         p.title = "Messenger Service ";
         p.text = "Pilvanor";
-        QVERIFY(PopupSpool(spool()).write(p));
+        QVERIFY(PopupSpool(stdText(spool())).write(p));
         QVERIFY(!w.mObtenirInfoFenetreMessenger());
         QCOMPARE(m_fixture.boxes,
                  QList({qMakePair(gMessageTexte(gParametres().fichierLangue, "ConfigurationCaptureProbleme"),
                                   int(MsgStyle::Exclamation))}));
         QVERIFY(w.isVisible());
         QCOMPARE(setting("TitreFenetreMessenger"), "(none)");
-        QCOMPARE(PopupSpool(spool()).count(), 1);
+        QCOMPARE(PopupSpool(stdText(spool())).count(), 1u);
     }
 };
 

@@ -1,5 +1,7 @@
 #include "messenger/codec/NetbiosName.h"
 
+#include "messenger/codec/Utf8.h"
+
 #include <algorithm>
 
 namespace pv::codec {
@@ -56,9 +58,9 @@ Result<NetbiosName> makeNetbiosName(std::string_view oemName, uint8_t suffix)
     return result;
 }
 
-Result<NetbiosName> netbiosNameFromText(const QString& text, uint8_t suffix, OemCodePage codePage)
+Result<NetbiosName> netbiosNameFromText(std::string_view text, uint8_t suffix, OemCodePage codePage)
 {
-    auto oem = encodeOemText(text.toUpper(), codePage);
+    auto oem = encodeOemText(toUpperText(text), codePage);
     if (!oem) {
         return oem.error();
     }

@@ -4,8 +4,6 @@
 #include "messenger/codec/CodecError.h"
 #include "messenger/codec/OemCodePage.h"
 
-#include <QString>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -35,8 +33,8 @@ struct NetbiosName
 // A name given by a user or a setting, in OEM bytes: not empty, at most 15 bytes, no control
 // character, none of \ / : * ? " < > |, no leading or trailing blank. ASCII letters are upper-cased.
 Result<NetbiosName> makeNetbiosName(std::string_view oemName, uint8_t suffix);
-// The same from text: upper-cased, then encoded to the code page (Unrepresentable when it cannot be).
-Result<NetbiosName> netbiosNameFromText(const QString& text, uint8_t suffix, OemCodePage codePage);
+// The same from UTF-8 text: upper-cased, then encoded to the code page (Unrepresentable when it cannot be).
+Result<NetbiosName> netbiosNameFromText(std::string_view text, uint8_t suffix, OemCodePage codePage);
 
 // The 16 raw bytes: name padded with blanks (with NULs for `*`), then the suffix.
 std::string paddedNetbiosName(const NetbiosName& name);

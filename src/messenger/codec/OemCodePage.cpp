@@ -1,5 +1,7 @@
 #include "messenger/codec/OemCodePage.h"
 
+#include "messenger/codec/Utf8.h"
+
 #include <algorithm>
 #include <cctype>
 
@@ -121,10 +123,9 @@ std::u16string decodeOem(std::string_view bytes, OemCodePage codePage)
     return text;
 }
 
-QString decodeOemText(std::string_view bytes, OemCodePage codePage)
+std::string decodeOemText(std::string_view bytes, OemCodePage codePage)
 {
-    const std::u16string text = decodeOem(bytes, codePage);
-    return QString::fromUtf16(text.data(), static_cast<qsizetype>(text.size()));
+    return utf16ToUtf8(decodeOem(bytes, codePage));
 }
 
 Result<std::string> encodeOem(std::u16string_view text, OemCodePage codePage, std::optional<char> replacement)
@@ -149,11 +150,9 @@ Result<std::string> encodeOem(std::u16string_view text, OemCodePage codePage, st
     return out;
 }
 
-Result<std::string> encodeOemText(const QString& text, OemCodePage codePage, std::optional<char> replacement)
+Result<std::string> encodeOemText(std::string_view text, OemCodePage codePage, std::optional<char> replacement)
 {
-    return encodeOem(std::u16string_view(reinterpret_cast<const char16_t*>(text.utf16()), size_t(text.size())),
-                     codePage,
-                     replacement);
+    return encodeOem(utf8ToUtf16(text), codePage, replacement);
 }
 
 } // namespace pv::codec

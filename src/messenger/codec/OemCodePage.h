@@ -2,8 +2,6 @@
 
 #include "messenger/codec/CodecError.h"
 
-#include <QString>
-
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,13 +17,15 @@ const char* oemCodePageName(OemCodePage codePage);
 
 // Bytes 0x00..0x7F are ASCII (0x14 stays 0x14). ASCII has no upper half: those bytes become U+FFFD.
 std::u16string decodeOem(std::string_view bytes, OemCodePage codePage);
-QString decodeOemText(std::string_view bytes, OemCodePage codePage);
+// The same as UTF-8.
+std::string decodeOemText(std::string_view bytes, OemCodePage codePage);
 
 // Unrepresentable for a character outside the code page, unless a replacement byte is given
 // (one replacement per character, a surrogate pair counting as one).
 Result<std::string>
 encodeOem(std::u16string_view text, OemCodePage codePage, std::optional<char> replacement = std::nullopt);
+// The same from UTF-8.
 Result<std::string>
-encodeOemText(const QString& text, OemCodePage codePage, std::optional<char> replacement = std::nullopt);
+encodeOemText(std::string_view text, OemCodePage codePage, std::optional<char> replacement = std::nullopt);
 
 } // namespace pv::codec
