@@ -3,6 +3,8 @@
 #include "common/ErrorReport.h"
 #include "common/IniFile.h"
 
+#include <QSet>
+
 namespace pv {
 
 namespace {
@@ -170,7 +172,7 @@ QString gCleHistorique(const QDateTime& moment)
                  .arg(t.msec(), 3, 10, QLatin1Char('0'));
 }
 
-int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum)
+int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum, int aAjouter)
 {
     const QLatin1String section(sectionHistorique(envoye));
     // The whole section counts, not only what one read would return: a history that outgrew the read limit
@@ -182,15 +184,39 @@ int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum)
             cles.append(cle);
         }
     }
-    const qsizetype count = cles.size();
-    if (count == 0 || count < maximum) {
+    const qsizetype excess = qBound<qsizetype>(0, cles.size() + aAjouter - maximum, cles.size());
+    if (excess == 0) {
         return 0;
     }
-    // One more than the excess goes, so that the entry about to be written fits.
-    const qsizetype excess = qMin<qsizetype>(count, count - maximum + 1);
     cles.resize(excess);
     doc.removeKeys(section, cles);
     return static_cast<int>(excess);
+}
+
+QStringList
+gAjouterHistorique(IniDocument& doc, bool envoye, const QList<NouvelleEntreeHistorique>& entrees, int maximum)
+{
+    const QLatin1String section(sectionHistorique(envoye));
+    QSet<QString> prises;
+    for (const QString& line : doc.sectionLines(section)) {
+        prises.insert(iniLineKey(line));
+    }
+    QStringList cles;
+    QStringList lignes;
+    for (const NouvelleEntreeHistorique& e : entrees) {
+        QDateTime moment = e.moment;
+        QString cle = gCleHistorique(moment);
+        while (prises.contains(cle)) {
+            moment = moment.addMSecs(1);
+            cle = gCleHistorique(moment);
+        }
+        prises.insert(cle);
+        cles.append(cle);
+        lignes.append(cle + QLatin1Char('=') + e.valeur);
+    }
+    doc.appendLines(section, lignes);
+    gElaguerHistorique(doc, envoye, maximum, 0);
+    return cles;
 }
 
 int gVerifierNbMessageHistorique(bool envoye, int maximum)

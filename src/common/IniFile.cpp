@@ -262,6 +262,20 @@ bool IniDocument::removeSection(const QString& section)
     return false;
 }
 
+void IniDocument::appendLines(const QString& section, const QStringList& lines)
+{
+    if (lines.isEmpty()) {
+        return;
+    }
+    m_modified = true;
+    if (Section* s = find(section)) {
+        const qsizetype fin = endOfContent(s->lines);
+        s->lines = s->lines.first(fin) + lines + s->lines.sliced(fin);
+    } else {
+        m_sections.push_back(Section {section, QLatin1Char('[') + section + QLatin1Char(']'), lines});
+    }
+}
+
 void IniDocument::replaceSection(const QString& section, const QStringList& lines)
 {
     if (Section* s = find(section)) {

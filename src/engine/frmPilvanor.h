@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/DataFile.h"
 #include "engine/Capture.h"
 
 #include <QMainWindow>
@@ -150,7 +151,8 @@ private:
     void mMettreAJourPVSysTray();
     void afficherRappel(const RappelDeclenche& rappel);
     void mNotifierMessage(const MessageCapture& message);
-    frmMessage* ouvrirNouveauMessage(const MessageCapture& message);
+    void mNotifierLot(const QList<MessageCapture>& lot);
+    frmMessage* ouvrirNouveauMessage(const MessageCapture& message, const QList<EntreeHistorique>& lot = {});
     void devant(QWidget* fenetre);
     void relierRepondre(frmMessage* fenetre);
     void picSysTrayDoubleClic();
@@ -177,6 +179,7 @@ private:
     int m_nbNouveauxMessages = 0;
     QList<QPointer<frmMessage>> m_fenetresNouveauxMessages;
     QPointer<frmMessage> m_fenetreUnique;  // display mode 1
+    QPointer<frmMessage> m_fenetreLot;     // the other modes: the messages of a backlog
     QList<MessageCapture> m_bullesNonLues; // display mode 2: shown only in balloons so far
 };
 
