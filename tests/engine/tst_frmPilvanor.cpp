@@ -146,6 +146,49 @@ private Q_SLOTS:
         }
     }
 
+    void aBacklogOpensOneWindowWhateverTheMode()
+    {
+        const QString wav = m_fixture.path("ding.wav");
+        QVERIFY(QFile(wav).open(QIODevice::WriteOnly));
+        storeSetting("JouerFichierSon", "1");
+        storeSetting("FichierSon", wav);
+        for (const char* mode : {"0", "1", "2"}) {
+            storeSetting("AffichageMessage", mode);
+            frmPilvanor w;
+            w.charger();
+            w.tmrCaptureMessage->stop();
+            int sons = 0;
+            setLecteurSon([&sons](const QString&) { ++sons; });
+            // Two batches: the second goes into the window of the first.
+            for (const int n : {5, 3}) {
+                QList<Popup> popups;
+                for (int i = 0; i < n; ++i) {
+                    popups.append({"Messenger Service ",
+                                   QStringLiteral("Message from PC%1 to BOB on x\r\n\r\nbatch %2").arg(i).arg(n),
+                                   {},
+                                   {},
+                                   {},
+                                   {},
+                                   {}});
+                }
+                QVERIFY(std::ranges::all_of(PopupSpool(PopupSpool::defaultFolder()).write(popups), std::identity()));
+                w.mCapturerMessage();
+            }
+            setLecteurSon({});
+            const QList<frmMessage*> shown = test::visibleWindows<frmMessage>();
+            QCOMPARE(shown.size(), 1);
+            QCOMPARE(shown[0]->cboUtilisateur->count(), 8);
+            QCOMPARE(shown[0]->windowTitle(),
+                     gMessageTexte(gParametres().fichierLangue, "EntetePlusieursNouveauMessage"));
+            // The newest first.
+            QCOMPARE(shown[0]->txtUtilisateur->text() + '|' + shown[0]->txtMessage->toPlainText(), "PC2|batch 3");
+            QCOMPARE(w.nombreNouveauxMessages(), 8);
+            QCOMPARE(sons, 2);
+            qDeleteAll(test::visibleWindows<frmMessage>());
+            gSupprimerHistorique(false);
+        }
+    }
+
     void popupsUnderAnUnknownTitleAreSaid()
     {
         frmPilvanor w;
