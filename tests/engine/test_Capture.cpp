@@ -39,7 +39,8 @@ public:
     explicit EcrituresDonnees(const QString& dossier)
         : m_fd(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
     {
-        ::inotify_add_watch(m_fd, QFile::encodeName(dossier).constData(), IN_MOVED_TO);
+        // With the temporary file's own event between, so that two writes in a row are not merged into one.
+        ::inotify_add_watch(m_fd, QFile::encodeName(dossier).constData(), IN_MOVED_FROM | IN_MOVED_TO);
     }
     ~EcrituresDonnees() { ::close(m_fd); }
 
@@ -51,7 +52,7 @@ public:
         for (ssize_t lu; (lu = ::read(m_fd, tampon, sizeof tampon)) > 0;) {
             for (ssize_t at = 0; at < lu;) {
                 const auto* e = reinterpret_cast<const inotify_event*>(tampon + at);
-                n += e->len > 0 && QLatin1String(e->name) == QLatin1String("Pilvanor.pv");
+                n += (e->mask & IN_MOVED_TO) && e->len > 0 && QLatin1String(e->name) == QLatin1String("Pilvanor.pv");
                 at += ssize_t(sizeof(inotify_event) + e->len);
             }
         }
