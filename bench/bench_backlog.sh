@@ -2,7 +2,7 @@
 # Capture of a backlog by pilvanor, on demand: 10,000 pop-ups wait in the spool when pilvanor starts (a weekend with
 # it closed), in display mode 0 (a window per message). Measured from the launch: how long until all are in the
 # history, pilvanor's resident memory against its idle figure, how long its event loop takes to answer (a request
-# through the single-instance socket every 50 ms, answered on the window thread) and how many windows it opens.
+# through the single-instance socket every 20 ms, answered on the window thread) and how many windows it opens.
 # Then the idle cost with 10,000 pop-ups waiting under a title nobody captures, against an empty spool, and the cost
 # of each live message captured meanwhile. No network: the pop-up files are written as the service writes them.
 # Everything runs under its own Xvfb and openbox with temporary HOMEs.
@@ -174,11 +174,13 @@ def fill_backlog(spool):
     for i in range(backlog):
         popup(spool, f"backlog {i:05d} " + "x" * 60, sender=f"PC-{i % 40}", direct=True)
 big = Run("backlog", fill_backlog)
+big.wait_ready()  # the first answer waits for the start-up itself
+first_answer = time.monotonic() - big.t0
 pings, rss_max, at_10s, done_s = [], 0.0, None, None
 while time.monotonic() - big.t0 < deadline_s:
     p = big.ping()
     if p is not None:
-        pings.append(p)
+        pings.append((p, time.monotonic() - big.t0))
     rss_max = max(rss_max, big.rss_mb())
     n = big.stored()
     elapsed = time.monotonic() - big.t0
@@ -187,11 +189,11 @@ while time.monotonic() - big.t0 < deadline_s:
     if n >= backlog:
         done_s = elapsed
         break
-    time.sleep(0.05)
+    time.sleep(0.02)
 for _ in range(20):  # a second more, for the windows that follow the last batch
     p = big.ping()
     if p is not None:
-        pings.append(p)
+        pings.append((p, time.monotonic() - big.t0))
     rss_max = max(rss_max, big.rss_mb())
     time.sleep(0.05)
 n_stored, n_windows = big.stored(), big.windows()
@@ -200,8 +202,8 @@ if at_10s is None:
 left = len([n for n in os.listdir(big.spool) if n.endswith(".popup")])
 big.stop()
 pings.sort()
-p99 = pings[min(len(pings) - 1, int(len(pings) * 0.99))] if pings else float("nan")
-worst = pings[-1] if pings else float("nan")
+p99 = pings[min(len(pings) - 1, int(len(pings) * 0.99))][0] if pings else float("nan")
+worst, worst_at = pings[-1] if pings else (float("nan"), 0)
 if done_s is not None:
     print(f"backlog of {backlog}: all in the history {done_s:.1f} s after the launch "
           f"(target <= 10 s){'' if done_s <= 10 else '  ** MISSED **'}")
@@ -209,12 +211,13 @@ else:
     rate = n_stored / deadline_s
     print(f"backlog of {backlog}: {n_stored} in the history after {deadline_s} s, "
           f"{rate:.0f} per second (all in about {backlog / max(rate, 1e-9):.0f} s; target <= 10 s)  ** MISSED **")
-print(f"  in the history 10 s after the launch: {at_10s}; left in the spool at the end: {left}")
+print(f"  first answer {first_answer:.2f} s after the launch; in the history 10 s after the launch: {at_10s}; "
+      f"left in the spool at the end: {left}")
 print(f"  resident memory: idle {rss_idle:.1f} MB, at most {rss_max:.1f} MB during the backlog, "
       f"+{rss_max - rss_idle:.1f} MB (target <= +20 MB){'' if rss_max - rss_idle <= 20 else '  ** MISSED **'}")
-print(f"  event loop answers over {len(pings)} requests: median {statistics.median(pings) if pings else 0:.1f} ms, "
-      f"99th percentile {p99:.1f} ms, worst {worst:.1f} ms "
-      f"(target <= 50 ms){'' if worst <= 50 else '  ** MISSED **'}")
+print(f"  event loop answers over {len(pings)} requests after the first: median "
+      f"{statistics.median(p for p, _ in pings) if pings else 0:.1f} ms, 99th percentile {p99:.1f} ms, worst "
+      f"{worst:.1f} ms {worst_at:.2f} s after the launch (target <= 50 ms){'' if worst <= 50 else '  ** MISSED **'}")
 print(f"  windows of pilvanor open at the end: {n_windows}")
 
 # 3. Idle with 10,000 waiting under a title nobody captures, then live messages among them.

@@ -81,9 +81,10 @@ public:
     // Senders whose last part has not come yet.
     qsizetype nbExpediteursEnAttente() const { return m_parties.size(); }
 
-    // A tick takes no more pop-ups than this, and stops reading after this time once it has one.
-    static constexpr qsizetype TailleLotMax = 1000;
-    static constexpr qint64 DureeLectureMaxMs = 15;
+    // A tick takes no more pop-ups than this, and stops reading after this time once it has one: the window
+    // thread must stay free to answer while a backlog drains, batch after batch.
+    static constexpr qsizetype TailleLotMax = 250;
+    static constexpr qint64 DureeLectureMaxMs = 5;
 
 private:
     // What a stat says of a file, to skip reading what did not change.
