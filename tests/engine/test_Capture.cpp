@@ -365,6 +365,20 @@ TEST_F(CaptureTest, JoinsPartsPerSenderAsTheSenderNumbersThem)
     EXPECT_EQ(capture.nbExpediteursEnAttente(), 0);
 }
 
+TEST_F(CaptureTest, FollowsASpoolFolderMadeOrMadeAgainAfterTheStart)
+{
+    Capture capture(m_spool.folder()); // no folder yet: the service has not started
+    EXPECT_FALSE(capture.mCapturerMessage().message);
+    for (const QString texte : {"first", "after the folder was made again"}) {
+        ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", texte));
+        const ResultatCapture r = capture.mCapturerMessage();
+        ASSERT_TRUE(r.message);
+        EXPECT_EQ(r.message->texte, texte);
+        ASSERT_TRUE(QDir(m_spool.folder()).removeRecursively());
+        EXPECT_FALSE(capture.mCapturerMessage().message);
+    }
+}
+
 TEST_F(CaptureTest, OnlyRemovesAPopupStoredBeforeACrash)
 {
     ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "hi"));
