@@ -3,6 +3,8 @@
 #include "common/ErrorReport.h"
 #include "common/IniFile.h"
 
+#include <QSet>
+
 namespace pv {
 
 namespace {
@@ -170,7 +172,7 @@ QString gCleHistorique(const QDateTime& moment)
                  .arg(t.msec(), 3, 10, QLatin1Char('0'));
 }
 
-int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum)
+int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum, int aAjouter)
 {
     const QLatin1String section(sectionHistorique(envoye));
     // The whole section counts, not only what one read would return: a history that outgrew the read limit
@@ -182,15 +184,75 @@ int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum)
             cles.append(cle);
         }
     }
-    const qsizetype count = cles.size();
-    if (count == 0 || count < maximum) {
+    const qsizetype excess = qBound<qsizetype>(0, cles.size() + aAjouter - maximum, cles.size());
+    if (excess == 0) {
         return 0;
     }
-    // One more than the excess goes, so that the entry about to be written fits.
-    const qsizetype excess = qMin<qsizetype>(count, count - maximum + 1);
     cles.resize(excess);
     doc.removeKeys(section, cles);
     return static_cast<int>(excess);
+}
+
+namespace {
+
+// The key one millisecond later, counted on the key's own clock: no time zone to look up at each step.
+QString cleSuivante(const QString& cle)
+{
+    const qsizetype n = cle.size();
+    auto champ = [&](qsizetype depuisFin, qsizetype longueur) {
+        return QStringView(cle).mid(n - depuisFin, longueur).toInt();
+    };
+    const QDateTime t(QDate(QStringView(cle).left(n - 13).toInt(), champ(13, 2), champ(11, 2)),
+                      QTime(champ(9, 2), champ(7, 2), champ(5, 2), champ(3, 3)),
+                      Qt::UTC);
+    return gCleHistorique(t.addMSecs(1));
+}
+
+} // namespace
+
+QStringList
+gAjouterHistorique(IniDocument& doc, bool envoye, const QList<NouvelleEntreeHistorique>& entrees, int maximum)
+{
+    const QLatin1String section(sectionHistorique(envoye));
+    // Views into the lines, which this copy shares with the document: a history of thousands is not copied key by
+    // key for each batch.
+    const QStringList existantes = doc.sectionLines(section);
+    QSet<QStringView> prises;
+    prises.reserve(existantes.size());
+    qsizetype nbExistantes = 0;
+    for (const QString& line : existantes) {
+        if (const qsizetype eq = line.indexOf(QLatin1Char('=')); eq > 0) {
+            if (const QStringView cle = QStringView(line).left(eq).trimmed(); !cle.isEmpty()) {
+                prises.insert(cle);
+                ++nbExistantes;
+            }
+        }
+    }
+    QSet<QString> nouvelles;
+    QStringList cles;
+    QStringList lignes;
+    QString proprePrecedente;
+    for (const NouvelleEntreeHistorique& e : entrees) {
+        const QString propre = gCleHistorique(e.moment);
+        QString cle = propre;
+        // From the previous entry's own key to the one it was given, every key is taken: a backlog of many
+        // messages a millisecond would walk that run again for each.
+        if (!cles.isEmpty() && proprePrecedente <= propre && propre <= cles.last()) {
+            cle = cleSuivante(cles.last());
+        }
+        proprePrecedente = propre;
+        while (prises.contains(cle) || nouvelles.contains(cle)) {
+            cle = cleSuivante(cle);
+        }
+        nouvelles.insert(cle);
+        cles.append(cle);
+        lignes.append(cle + QLatin1Char('=') + e.valeur);
+    }
+    doc.appendLines(section, lignes);
+    if (nbExistantes + cles.size() > maximum) {
+        gElaguerHistorique(doc, envoye, maximum, 0);
+    }
+    return cles;
 }
 
 int gVerifierNbMessageHistorique(bool envoye, int maximum)

@@ -83,7 +83,19 @@ int gEnregistrerHistorique(bool envoye,
 QList<EntreeHistorique> gLireHistorique(bool envoye);
 void gSupprimerHistorique(bool envoye);
 
-// The trimming rule on a parsed file, shared by both writers above.
-int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum);
+// The trimming rule on a parsed file, shared by the writers: the oldest entries go so that `aAjouter` more fit.
+int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum, int aAjouter = 1);
+
+// An entry about to be written: when it came, and "station|stored text".
+struct NouvelleEntreeHistorique
+{
+    QDateTime moment;
+    QString valeur;
+};
+// Appends entries to a history in one pass, in order, each under the key of its time moved on by a millisecond
+// while that key is taken (two entries of one millisecond must not replace each other), then trims the history to
+// its maximum: the oldest go first, new ones too when they alone pass it. Returns the keys given, in order.
+QStringList
+gAjouterHistorique(IniDocument& doc, bool envoye, const QList<NouvelleEntreeHistorique>& entrees, int maximum);
 
 } // namespace pv

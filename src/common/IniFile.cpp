@@ -48,8 +48,12 @@ QString iniLineKey(const QString& line)
     if (eq < 0) {
         return {};
     }
-    const QString trimmed = line.trimmed();
-    if (isComment(trimmed)) {
+    // Only the first character that is not blank tells a comment: no copy of a long line for that.
+    qsizetype lead = 0;
+    while (lead < eq && line[lead].isSpace()) {
+        ++lead;
+    }
+    if (line[lead] == QLatin1Char(';') || line[lead] == QLatin1Char('#')) {
         return {};
     }
     return line.left(eq).trimmed();
@@ -164,14 +168,14 @@ QStringList IniDocument::sectionLines(const QString& section) const
 {
     QStringList out;
     if (const Section* s = find(section)) {
+        out.reserve(s->lines.size());
         for (const auto& line : s->lines) {
-            const QString trimmed = line.trimmed();
-            if (trimmed.isEmpty() || isComment(trimmed)) {
-                continue;
-            }
             qsizetype lead = 0;
             while (lead < line.size() && line[lead].isSpace()) {
                 ++lead;
+            }
+            if (lead == line.size() || line[lead] == QLatin1Char(';') || line[lead] == QLatin1Char('#')) {
+                continue;
             }
             out.append(lead ? line.mid(lead) : line);
         }
@@ -260,6 +264,20 @@ bool IniDocument::removeSection(const QString& section)
         }
     }
     return false;
+}
+
+void IniDocument::appendLines(const QString& section, const QStringList& lines)
+{
+    if (lines.isEmpty()) {
+        return;
+    }
+    m_modified = true;
+    if (Section* s = find(section)) {
+        const qsizetype fin = endOfContent(s->lines);
+        s->lines = s->lines.first(fin) + lines + s->lines.sliced(fin);
+    } else {
+        m_sections.push_back(Section {section, QLatin1Char('[') + section + QLatin1Char(']'), lines});
+    }
 }
 
 void IniDocument::replaceSection(const QString& section, const QStringList& lines)

@@ -31,6 +31,9 @@ public:
     // Removes every listed key in one pass; returns how many lines went.
     int removeKeys(const QString& section, const QStringList& keys);
     bool removeSection(const QString& section);
+    // Appends "key=value" lines to a section (created at the end when missing) without looking for their keys:
+    // for callers that know the keys are new and write many at once.
+    void appendLines(const QString& section, const QStringList& lines);
     // Replaces the body of a section (created at the end when missing) by these lines.
     void replaceSection(const QString& section, const QStringList& lines);
 

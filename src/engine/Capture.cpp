@@ -10,7 +10,7 @@
 #include "messenger/Service.h"
 #include "reminders/Rappels.h"
 
-#include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
 
@@ -30,7 +30,7 @@ const QString CRLF = QStringLiteral("\r\n");
 
 // Markers are needed only until their pop-ups are removed, a moment after the write; a few more are kept.
 constexpr qsizetype MarquesGardees = 32;
-// A folder or file changed this recently may change again within the same timestamp tick.
+// A file changed this recently may change again within the same timestamp tick.
 constexpr qint64 MargeHorodatageNs = 50'000'000;
 constexpr qint64 PauseApresErreurMs = 5000;
 
@@ -127,7 +127,8 @@ EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete)
 }
 
 Capture::Capture(std::string dossierSpool)
-    : m_spool(std::move(dossierSpool))
+    : m_spool(dossierSpool)
+    , m_index(qtext(dossierSpool))
 {
 }
 
@@ -155,11 +156,17 @@ ResultatCapture Capture::mCapturerMessage()
     if (!p.capturerMessage || QDateTime::currentMSecsSinceEpoch() < m_pauseJusqua) {
         return r;
     }
-    if (auto popup = prochainPopup(p.titreFenetreMessenger)) {
-        r.message = traiter(*popup);
+    suivreSpool(p.titreFenetreMessenger);
+    if (const QList<Popup> lot = popupsEnAttente(p.titreFenetreMessenger); !lot.isEmpty()) {
+        QList<MessageCapture> stockes = traiter(lot);
+        if (stockes.size() == 1) {
+            r.message = stockes.takeFirst();
+        } else {
+            r.lot = std::move(stockes);
+        }
     }
-    r.nbNonReconnus = m_nbNonReconnus;
-    r.titreNonReconnu = m_titreNonReconnu;
+    r.nbNonReconnus = m_nonReconnus.size();
+    r.titreNonReconnu = m_nonReconnus.isEmpty() ? QString() : m_nonReconnus.first();
     return r;
 }
 
@@ -200,39 +207,62 @@ QList<RappelDeclenche> Capture::declencherRappels()
     return dus;
 }
 
-std::optional<Popup> Capture::prochainPopup(const QString& titre)
+void Capture::suivreSpool(const QString& titre)
 {
     if (titre != m_titreVu) {
+        // What waited under an unknown title may be known now.
         m_titreVu = titre;
-        m_spoolSur = false;
+        for (const QString& nom : m_nonReconnus.keys()) {
+            m_aLire.insert(nom);
+        }
+        m_nonReconnus.clear();
     }
-    const qint64 avant = maintenantNs();
-    const QString dossier = qtext(m_spool.folder());
-    const Empreinte e = empreinte(dossier);
-    if (m_spoolSur && e == m_empreinteSpool) {
-        return std::nullopt;
+    const ChangementsSpool c = m_index.actualiser();
+    if (c.complet) {
+        const QSet<QString> presents(c.arrives.cbegin(), c.arrives.cend());
+        m_aLire.clear();
+        m_nonReconnus.removeIf([&](const auto& it) { return !presents.contains(it.key()); });
     }
-    // Listed here rather than through oldestWithTitle: held parts and failed removals must be passed over.
-    const QStringList noms = QDir(dossier).entryList({QStringLiteral("*.popup")}, QDir::Files, QDir::Name);
-    qsizetype nonReconnus = 0;
-    QString titreNonReconnu;
-    for (const QString& nom : noms) {
-        if (m_ignores.contains(nom)) {
+    for (const QString& nom : c.arrives) {
+        // A file written again is looked at again; one already looked at and unchanged stays where it is.
+        if (!c.complet) {
+            m_nonReconnus.remove(nom);
+        }
+        if (!m_nonReconnus.contains(nom) && !m_ignores.contains(nom)) {
+            m_aLire.insert(nom);
+        }
+    }
+    for (const QString& nom : c.partis) {
+        m_aLire.erase(nom);
+        m_nonReconnus.remove(nom);
+    }
+}
+
+std::optional<Popup> Capture::lire(const QString& nom) const
+{
+    return m_spool.read(stdText(nom));
+}
+
+QList<Popup> Capture::popupsEnAttente(const QString& titre)
+{
+    QList<Popup> lot;
+    const qsizetype max = qsizetype(m_aLire.size()) > m_seuilLot ? TailleLotMax : 1;
+    QElapsedTimer duree;
+    duree.start();
+    while (!m_aLire.empty() && lot.size() < max && (lot.isEmpty() || duree.elapsed() < DureeLectureMaxMs)) {
+        const QString nom = m_aLire.extract(m_aLire.begin()).value();
+        // Gone, or not a whole pop-up yet: an event brings back what is written again.
+        auto p = lire(nom);
+        if (!p) {
             continue;
         }
-        auto p = m_spool.read(stdText(nom));
-        if (p && titreConnu(qtext(p->title), titre)) {
-            return p;
+        if (!titreConnu(qtext(p->title), titre)) {
+            m_nonReconnus.insert(nom, qtext(p->title));
+            continue;
         }
-        if (p && nonReconnus++ == 0) {
-            titreNonReconnu = qtext(p->title);
-        }
+        lot.append(*p);
     }
-    m_nbNonReconnus = nonReconnus;
-    m_titreNonReconnu = titreNonReconnu;
-    m_empreinteSpool = e;
-    m_spoolSur = sure(e, avant);
-    return std::nullopt;
+    return lot;
 }
 
 void Capture::retirer(const Popup& popup)
@@ -245,114 +275,122 @@ void Capture::retirer(const Popup& popup)
     }
 }
 
-std::optional<MessageCapture> Capture::traiter(const Popup& popup)
+QList<MessageCapture> Capture::traiter(const QList<Popup>& lot)
 {
-    const QString fichier = gFichierDonnees();
-    const QString id = qtext(popup.id);
-    const QString texte = qtext(popup.text);
-    // Stored before a crash that came before its removal.
-    if (IniFile(fichier).value(QLatin1String(SectionPopupCapture), id)) {
-        retirer(popup);
-        return std::nullopt;
-    }
-
-    // Header line, empty line, body.
-    const qsizetype saut = texte.indexOf(CRLF);
-    const QString entete = saut < 0 ? texte : texte.left(saut);
-    QString corps = saut < 0 ? QString() : texte.mid(saut + 4);
-    const bool crypte = gEstCrypte(corps);
-    if (crypte) {
-        corps = gCrypterMessage(corps.mid(qsizetype(qstrlen(PrefixeCryptage))));
-    }
-    // "[nn/nn]", a line break, then the part's text.
-    bool complet = true;
-    bool partie = false;
-    if (const QRegularExpressionMatch m = EnteteParties.match(corps); m.hasMatch()) {
-        partie = true;
-        complet = m.captured(1).toInt() == m.captured(2).toInt();
-        corps = corps.mid(m.capturedLength() + 2);
-    }
-    const EnteteAnalysee h = gAnalyserEntete(modelePour(entete), entete);
-    const Utilisateur u = gRechercherUtilisateur(h.expediteur, false);
-    const QString qui = h.expediteur.toUpper();
-    if (u.ignorer) {
-        for (const Popup& tenue : m_parties.take(qui).tenues) {
-            retirer(tenue);
-        }
-        retirer(popup);
-        return std::nullopt;
-    }
-    if (!complet) {
-        // Kept in the spool until the message is stored: a crash then loses nothing but the buffer, rebuilt
-        // from the same parts at the next start.
-        Parties& attente = m_parties[qui];
-        attente.texte += corps;
-        attente.tenues.append(popup);
-        m_ignores.insert(id);
-        return std::nullopt;
-    }
-
-    // A whole message from a sender with parts pending is a message of its own; they wait for their last part.
-    const Parties attente = partie ? m_parties.value(qui) : Parties {};
-    const QString message = attente.texte + corps;
-    const QString stocke = gEncoderTexte(crypte ? QLatin1String(PrefixeCryptage) + gCrypterMessage(message) : message);
-    QStringList ids;
-    for (const Popup& tenue : attente.tenues) {
-        ids.append(qtext(tenue.id));
-    }
-    ids.append(id);
-    QString cle;
-    bool deja = false;
+    // Worked out on copies, kept only once the write is done.
+    QHash<QString, Parties> parties = m_parties;
+    QList<Popup> aRetirer;
+    QList<MessageCapture> messages;
+    QList<NouvelleEntreeHistorique> entrees;
+    QStringList ids; // of the pop-ups each stored message came from
+    QList<qsizetype> idsParMessage;
     try {
-        IniFile(fichier).update([&](IniDocument& doc) {
+        IniFile(gFichierDonnees()).update([&](IniDocument& doc) {
             const QLatin1String marques(SectionPopupCapture);
-            if (doc.value(marques, id)) {
-                deja = true;
-                return;
-            }
-            const QLatin1String section(SectionMessageRecu);
-            gElaguerHistorique(doc, false, gParametres().nbMessageMaxHistorique);
-            // The time it arrived, however long it waited. Two messages within one millisecond must not share a
-            // key: the second would replace the first.
-            QDateTime moment = popup.arrived ? qDateTime(*popup.arrived).toLocalTime() : gMaintenant();
-            cle = gCleHistorique(moment);
-            while (doc.value(section, cle)) {
-                moment = moment.addMSecs(1);
-                cle = gCleHistorique(moment);
-            }
-            doc.setValue(section, cle, h.expediteur + QLatin1Char('|') + stocke);
             QStringList anciennes;
             for (const QString& ligne : doc.sectionLines(marques)) {
                 if (const QString k = iniLineKey(ligne); !k.isEmpty()) {
                     anciennes.append(k);
                 }
             }
-            const qsizetype trop = qMin(anciennes.size(), anciennes.size() + ids.size() - MarquesGardees);
+            const QSet<QString> marquees(anciennes.cbegin(), anciennes.cend());
+            for (const Popup& popup : lot) {
+                // Stored before a crash that came before its removal.
+                if (marquees.contains(qtext(popup.id))) {
+                    aRetirer.append(popup);
+                    continue;
+                }
+                // Header line, empty line, body.
+                const QString texte = qtext(popup.text);
+                const qsizetype saut = texte.indexOf(CRLF);
+                const QString entete = saut < 0 ? texte : texte.left(saut);
+                QString corps = saut < 0 ? QString() : texte.mid(saut + 4);
+                const bool crypte = gEstCrypte(corps);
+                if (crypte) {
+                    corps = gCrypterMessage(corps.mid(qsizetype(qstrlen(PrefixeCryptage))));
+                }
+                // "[nn/nn]", a line break, then the part's text.
+                bool complet = true;
+                bool partie = false;
+                if (const QRegularExpressionMatch m = EnteteParties.match(corps); m.hasMatch()) {
+                    partie = true;
+                    complet = m.captured(1).toInt() == m.captured(2).toInt();
+                    corps = corps.mid(m.capturedLength() + 2);
+                }
+                const EnteteAnalysee h = gAnalyserEntete(modelePour(entete), entete);
+                const Utilisateur u = gRechercherUtilisateur(h.expediteur, false);
+                const QString qui = h.expediteur.toUpper();
+                if (u.ignorer) {
+                    aRetirer.append(parties.take(qui).tenues);
+                    aRetirer.append(popup);
+                    continue;
+                }
+                if (!complet) {
+                    // Kept in the spool until the message is stored: a crash then loses nothing but the buffer,
+                    // rebuilt from the same parts at the next start.
+                    Parties& attente = parties[qui];
+                    attente.texte += corps;
+                    attente.tenues.append(popup);
+                    continue;
+                }
+                // A whole message from a sender with parts pending is a message of its own; they wait for their
+                // last part.
+                const Parties attente = partie ? parties.take(qui) : Parties {};
+                const QString message = attente.texte + corps;
+                const QString stocke
+                    = gEncoderTexte(crypte ? QLatin1String(PrefixeCryptage) + gCrypterMessage(message) : message);
+                for (const Popup& tenue : attente.tenues) {
+                    ids.append(qtext(tenue.id));
+                    aRetirer.append(tenue);
+                }
+                ids.append(qtext(popup.id));
+                aRetirer.append(popup);
+                idsParMessage.append(ids.size());
+                // The time it arrived, however long it waited.
+                entrees.append({popup.arrived ? qDateTime(*popup.arrived).toLocalTime() : gMaintenant(),
+                                h.expediteur + QLatin1Char('|') + stocke});
+                messages.append(
+                    {h.expediteur, u.description, h.destinataire, h.date, message, crypte, qtext(popup.peer), {}});
+            }
+            if (messages.isEmpty()) {
+                return;
+            }
+            const QStringList cles = gAjouterHistorique(doc, false, entrees, gParametres().nbMessageMaxHistorique);
+            QStringList lignes;
+            for (qsizetype m = 0, i = 0; m < messages.size(); ++m) {
+                messages[m].cleHistorique = cles[m];
+                for (; i < idsParMessage[m]; ++i) {
+                    lignes.append(ids[i] + QLatin1Char('=') + cles[m]);
+                }
+            }
+            // Markers are needed only until their pop-ups are removed, a moment after this write; a write never
+            // drops the ones it adds.
+            const qsizetype trop = qMin(anciennes.size(), anciennes.size() + lignes.size() - MarquesGardees);
             if (trop > 0) {
                 doc.removeKeys(marques, anciennes.first(trop));
             }
-            for (const QString& id : std::as_const(ids)) {
-                doc.setValue(marques, id, cle);
-            }
+            doc.appendLines(marques, lignes);
         });
     } catch (const std::exception& e) {
         gRapportErreur(QStringLiteral("frmPilvanor.mCapturerMessage"), e);
         m_pauseJusqua = QDateTime::currentMSecsSinceEpoch() + PauseApresErreurMs;
-        return std::nullopt;
+        // All of them stay, to be looked at again after the pause.
+        for (const Popup& popup : lot) {
+            m_aLire.insert(qtext(popup.id));
+        }
+        return {};
     }
 
-    for (const Popup& tenue : attente.tenues) {
-        retirer(tenue);
+    m_parties = std::move(parties);
+    for (const Parties& attente : std::as_const(m_parties)) {
+        for (const Popup& tenue : attente.tenues) {
+            m_ignores.insert(qtext(tenue.id));
+        }
     }
-    retirer(popup);
-    if (partie) {
-        m_parties.remove(qui);
+    for (const Popup& popup : std::as_const(aRetirer)) {
+        retirer(popup);
     }
-    if (deja) {
-        return std::nullopt;
-    }
-    return MessageCapture {
-        h.expediteur, u.description, h.destinataire, h.date, message, crypte, qtext(popup.peer), cle};
+    return messages;
 }
 
 } // namespace pv

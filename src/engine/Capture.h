@@ -1,14 +1,17 @@
 #pragma once
 
+#include "engine/IndexSpool.h"
 #include "messenger/Spool.h"
 
 #include <QHash>
 #include <QList>
+#include <QMap>
 #include <QSet>
 #include <QString>
 #include <QStringList>
 
 #include <optional>
+#include <set>
 #include <sys/types.h>
 
 namespace pv {
@@ -41,7 +44,11 @@ struct MessageCapture
 struct ResultatCapture
 {
     QList<RappelDeclenche> rappels;
+    // The message stored at this tick, when one was.
     std::optional<MessageCapture> message;
+    // The messages stored at this tick when there were several (a backlog), in arrival order; message is then
+    // empty.
+    QList<MessageCapture> lot;
     // Pop-ups waiting under a title that no known form matches, so never captured: how many, and one title.
     qsizetype nbNonReconnus = 0;
     QString titreNonReconnu;
@@ -57,20 +64,31 @@ struct EnteteAnalysee
 EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete);
 
 // mCapturerMessage over the pop-up spool. A pop-up leaves the spool only once what it led to is durable: the
-// history record and a marker naming the pop-up go in one atomic write of the data file, and a pop-up found
+// history records and a marker naming each pop-up go in one atomic write of the data file, and a pop-up found
 // marked is only removed. Parts of a long message stay in the spool until the last part is stored; they are
 // joined per sender, so that the messages of others are stored as themselves meanwhile. Besides the learnt title
-// and template, the service's own forms in each language are recognised, whatever its locale.
+// and template, the service's own forms in each language are recognised, whatever its locale. The spool is
+// followed by IndexSpool, so that a tick reads only the pop-ups it has not looked at yet, however many wait.
 class Capture
 {
 public:
     explicit Capture(std::string dossierSpool);
 
-    // One timer tick: due reminders, then at most one pop-up. Store errors are reported and the pop-up stays.
+    // One timer tick: due reminders, then every pop-up waiting, oldest first, up to a bound, all stored in one
+    // write. Store errors are reported and the pop-ups stay.
     ResultatCapture mCapturerMessage();
 
     // Senders whose last part has not come yet.
     qsizetype nbExpediteursEnAttente() const { return m_parties.size(); }
+
+    // A tick takes no more pop-ups than this, and stops reading after this time once it has one: the window
+    // thread must stay free to answer while a backlog drains, batch after batch.
+    static constexpr qsizetype TailleLotMax = 250;
+    static constexpr qint64 DureeLectureMaxMs = 5;
+    // Live messages come one a tick, each in its own window; only more than this waiting at once (a backlog, or a
+    // burst faster than the ticks) is taken as a batch.
+    static constexpr qsizetype SeuilLot = 10;
+    void setSeuilLot(qsizetype seuil) { m_seuilLot = seuil; }
 
 private:
     // What a stat says of a file, to skip reading what did not change.
@@ -87,8 +105,10 @@ private:
     static bool sure(const Empreinte& e, qint64 luA);
 
     QList<RappelDeclenche> declencherRappels();
-    std::optional<Popup> prochainPopup(const QString& titre);
-    std::optional<MessageCapture> traiter(const Popup& popup);
+    void suivreSpool(const QString& titre);
+    QList<Popup> popupsEnAttente(const QString& titre);
+    std::optional<Popup> lire(const QString& nom) const;
+    QList<MessageCapture> traiter(const QList<Popup>& popups);
     void retirer(const Popup& popup);
 
     // Pending parts of one sender.
@@ -99,8 +119,12 @@ private:
     };
 
     PopupSpool m_spool;
-    QHash<QString, Parties> m_parties; // by upper-case sender
-    QSet<QString> m_ignores;           // ids not to look at again in this session
+    IndexSpool m_index;
+    qsizetype m_seuilLot = SeuilLot;
+    std::set<QString> m_aLire;            // waiting and not looked at yet; names sort in arrival order
+    QMap<QString, QString> m_nonReconnus; // waiting under an unknown title: name, title
+    QHash<QString, Parties> m_parties;    // by upper-case sender
+    QSet<QString> m_ignores;              // held parts and failed removals: not to look at again in this session
 
     QString m_cheminRappels;
     Empreinte m_empreinteRappels;
@@ -108,10 +132,6 @@ private:
     QList<QPair<QString, QString>> m_rappels; // key, value
 
     QString m_titreVu;
-    Empreinte m_empreinteSpool;
-    bool m_spoolSur = false; // the last scan found nothing and the folder has not changed since
-    qsizetype m_nbNonReconnus = 0;
-    QString m_titreNonReconnu;
     qint64 m_pauseJusqua = 0; // after a store error, retry no earlier (ms since epoch)
 };
 

@@ -831,6 +831,11 @@ void frmPilvanor::mCapturerMessage()
         gJouerFichierSon();
         mNotifierMessage(*r.message);
     }
+    if (!r.lot.isEmpty()) {
+        rechargerHistoriques(TypeFenetre::HistoriqueRecu);
+        gJouerFichierSon();
+        mNotifierLot(r.lot);
+    }
 }
 
 void frmPilvanor::ouvrirRappel(const RappelDeclenche& rappel)
@@ -853,7 +858,7 @@ void frmPilvanor::devant(QWidget* fenetre)
     fenetre->activateWindow();
 }
 
-frmMessage* frmPilvanor::ouvrirNouveauMessage(const MessageCapture& message)
+frmMessage* frmPilvanor::ouvrirNouveauMessage(const MessageCapture& message, const QList<EntreeHistorique>& lot)
 {
     // A window of its own, as the group send window: it stays when the main window goes to the tray.
     auto* f = new frmMessage(TypeFenetre::NouveauMessage);
@@ -861,7 +866,9 @@ frmMessage* frmPilvanor::ouvrirNouveauMessage(const MessageCapture& message)
     f->mstrDateHeure = gFormaterDateHeureCle(message.cleHistorique);
     f->mstrMessage = message.texte;
     f->mstrDateHeurePremierMessage = message.cleHistorique;
-    f->mstrAdressePair = message.adresse;
+    f->mNouveauxMessages = lot;
+    // A backlog's senders are not checked: their addresses may have changed hands since they came.
+    f->mstrAdressePair = lot.isEmpty() ? message.adresse : QString();
     f->mCharger();
     relierRepondre(f);
     m_fenetresNouveauxMessages.append(f);
@@ -905,6 +912,28 @@ void frmPilvanor::mNotifierMessage(const MessageCapture& message)
         f->setWindowTitle(gMessageTexte(p.fichierLangue, gCleTitreNouveauMessage(1)));
         devant(f);
     }
+}
+
+void frmPilvanor::mNotifierLot(const QList<MessageCapture>& lot)
+{
+    // However many waited, one window lists them in every display mode: a backlog must not open a window, nor a
+    // balloon, per message.
+    m_nbNouveauxMessages += int(lot.size());
+    mMettreAJourPVSysTray();
+    QList<EntreeHistorique> entrees;
+    for (const MessageCapture& m : lot) {
+        entrees.append({m.cleHistorique, m.expediteur, m.texte});
+    }
+    QPointer<frmMessage>& fenetre
+        = gParametres().affichageMessage == AffichageMessage::UneSeuleFenetre ? m_fenetreUnique : m_fenetreLot;
+    if (fenetre) {
+        fenetre->mAjouterMessages(entrees);
+    } else {
+        fenetre = ouvrirNouveauMessage(lot.first(), entrees);
+    }
+    fenetre->setWindowTitle(
+        gMessageTexte(gParametres().fichierLangue, gCleTitreNouveauMessage(int(fenetre->historique().size()))));
+    devant(fenetre);
 }
 
 void frmPilvanor::picSysTrayDoubleClic()

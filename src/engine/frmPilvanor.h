@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/DataFile.h"
 #include "engine/Capture.h"
 #include "engine/HotKey.h"
 
@@ -170,7 +171,8 @@ private:
     void relierBureau();
     void reduireUneFoisAffichee();
     void mNotifierMessage(const MessageCapture& message);
-    frmMessage* ouvrirNouveauMessage(const MessageCapture& message);
+    void mNotifierLot(const QList<MessageCapture>& lot);
+    frmMessage* ouvrirNouveauMessage(const MessageCapture& message, const QList<EntreeHistorique>& lot = {});
     void devant(QWidget* fenetre);
     void relierRepondre(frmMessage* fenetre);
     void picSysTrayDoubleClic();
@@ -199,6 +201,7 @@ private:
     int m_nbNouveauxMessages = 0;
     QList<QPointer<frmMessage>> m_fenetresNouveauxMessages;
     QPointer<frmMessage> m_fenetreUnique;   // display mode 1
+    QPointer<frmMessage> m_fenetreLot;      // the other modes: the messages of a backlog
     QList<MessageCapture> m_bullesNonLues;  // display mode 2: shown only in balloons so far
     QList<RappelDeclenche> m_rappelsNonLus; // shown only in a desktop notification so far
 };

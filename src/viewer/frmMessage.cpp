@@ -174,8 +174,11 @@ bool frmMessage::mCharger()
 {
     switch (mintTypeFenetre) {
     case TypeFenetre::NouveauMessage:
-        if (gParametres().affichageMessage == AffichageMessage::UneSeuleFenetre
-            && mObtenirHistoriqueMessage(mstrDateHeurePremierMessage) > 0) {
+        if (!mNouveauxMessages.isEmpty()) {
+            mHistorique = std::exchange(mNouveauxMessages, {});
+            mChargerListeUtilisateurDateHeure();
+        } else if (gParametres().affichageMessage == AffichageMessage::UneSeuleFenetre
+                   && mObtenirHistoriqueMessage(mstrDateHeurePremierMessage) > 0) {
             mChargerListeUtilisateurDateHeure();
         } else {
             cboUtilisateur->hide();
@@ -249,6 +252,17 @@ void frmMessage::mChargerListeUtilisateurDateHeure()
     const QSignalBlocker bloque(cboUtilisateur);
     cboUtilisateur->clear();
     cboUtilisateur->addItems(gLignesChoix(mHistorique));
+    cboUtilisateur->setCurrentIndex(0);
+    mChoisirLigne(0);
+}
+
+void frmMessage::mAjouterMessages(const QList<EntreeHistorique>& entrees)
+{
+    // Only the new lines go in: a backlog comes in batches, and the list must not be built again for each.
+    mHistorique.append(entrees);
+    const QSignalBlocker bloque(cboUtilisateur);
+    cboUtilisateur->insertItems(0, gLignesChoix(entrees));
+    cboUtilisateur->show();
     cboUtilisateur->setCurrentIndex(0);
     mChoisirLigne(0);
 }

@@ -39,6 +39,8 @@ public:
     void mChargerListeUtilisateurDateHeure();
     // Shows mstrExpediteur (a station, shown by its displayed name), mstrDateHeure and mstrMessage.
     void mAfficherMessage();
+    // Lists messages stored since the window opened after those it lists, and shows the newest.
+    void mAjouterMessages(const QList<EntreeHistorique>& entrees);
 
     TypeFenetre typeFenetre() const { return mintTypeFenetre; }
     const QList<EntreeHistorique>& historique() const { return mHistorique; }
@@ -50,6 +52,8 @@ public:
     QString mstrDateHeurePremierMessage;
     QString mstrCleRappel;
     QStringList mvarRappel;
+    // New messages that came together: listed, in place of the one message above.
+    QList<EntreeHistorique> mNouveauxMessages;
     // The peer address of a new message: checked against the sender's addresses when given.
     QString mstrAdressePair;
     ResolveursExpediteur mResolveurs = gResolveursReseau(); // tests keep it off the LAN

@@ -97,6 +97,51 @@ TEST_F(DataFileTest, TrimmingKeepsTheHistoryUnderItsMaximum)
     }
 }
 
+TEST_F(DataFileTest, ABatchKeepsArrivalKeysAndTheMaximum)
+{
+    // Keys already there, milliseconds after T of the new entries, maximum; then the keys given and those left.
+    const QDateTime T(QDate(2026, 12, 31), QTime(23, 59, 59, 998));
+    const QString A = "20261231235959998", B = "20261231235959999", C = "20270101000000000", D = "20270101000000001";
+    struct Cas
+    {
+        QStringList avant;
+        QList<int> ms;
+        int maximum;
+        QStringList donnees, restent;
+    };
+    const Cas cas[] = {
+        // One millisecond for all: each moves on past the others, over the end of the year.
+        {{}, {0, 0, 0}, 10, {A, B, C}, {A, B, C}},
+        {{B}, {0, 0}, 10, {A, C}, {B, A, C}},
+        {{A, C}, {1, 0}, 10, {B, D}, {A, C, B, D}},
+        // Out of order: the earlier one keeps its own time.
+        {{}, {3, 0}, 10, {D, A}, {D, A}},
+        {{"20260101000000000", "20260101000000001"}, {0}, 2, {A}, {"20260101000000001", A}},
+        // Past the maximum alone: the oldest new ones go too.
+        {{"20260101000000000"}, {0, 1, 2}, 2, {A, B, C}, {B, C}},
+    };
+    for (const Cas& c : cas) {
+        QStringList restent;
+        QStringList donnees;
+        IniFile(gFichierDonnees()).update([&](IniDocument& d) {
+            d.removeSection(SectionMessageRecu);
+            for (const QString& cle : c.avant) {
+                d.setValue(SectionMessageRecu, cle, "PC|old");
+            }
+            QList<NouvelleEntreeHistorique> entrees;
+            for (const int ms : c.ms) {
+                entrees.append({T.addMSecs(ms), "PC|new"});
+            }
+            donnees = gAjouterHistorique(d, false, entrees, c.maximum);
+            for (const QString& ligne : d.sectionLines(SectionMessageRecu)) {
+                restent.append(iniLineKey(ligne));
+            }
+        });
+        EXPECT_EQ(donnees, c.donnees) << c.avant.join(',').toStdString();
+        EXPECT_EQ(restent, c.restent) << c.avant.join(',').toStdString();
+    }
+}
+
 TEST_F(DataFileTest, HistoryRecordsRoundTripAndStayBounded)
 {
     QDateTime t(QDate(2026, 11, 21), QTime(9, 0));

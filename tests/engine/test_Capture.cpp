@@ -15,6 +15,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/inotify.h>
+#include <unistd.h>
+
 using namespace pv;
 
 namespace {
@@ -29,6 +32,37 @@ QString popupTexte(const QString& entete, const QString& corps)
 {
     return entete + QStringLiteral("\r\n\r\n") + corps;
 }
+
+// Counts the atomic writes of the data file: each renames a new file onto its name.
+class EcrituresDonnees
+{
+public:
+    explicit EcrituresDonnees(const QString& dossier)
+        : m_fd(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    {
+        // With the temporary file's own event between, so that two writes in a row are not merged into one.
+        ::inotify_add_watch(m_fd, QFile::encodeName(dossier).constData(), IN_MOVED_FROM | IN_MOVED_TO);
+    }
+    ~EcrituresDonnees() { ::close(m_fd); }
+
+    // Writes since the last call.
+    int compter()
+    {
+        int n = 0;
+        alignas(inotify_event) char tampon[4096];
+        for (ssize_t lu; (lu = ::read(m_fd, tampon, sizeof tampon)) > 0;) {
+            for (ssize_t at = 0; at < lu;) {
+                const auto* e = reinterpret_cast<const inotify_event*>(tampon + at);
+                n += (e->mask & IN_MOVED_TO) && e->len > 0 && QLatin1String(e->name) == QLatin1String("Pilvanor.pv");
+                at += ssize_t(sizeof(inotify_event) + e->len);
+            }
+        }
+        return n;
+    }
+
+private:
+    int m_fd;
+};
 
 class CaptureTest : public ::testing::Test
 {
@@ -158,26 +192,120 @@ TEST_F(CaptureTest, StoresOneMessagePerTick)
     EXPECT_TRUE(m_boites.isEmpty()) << m_boites.join('\n').toStdString();
 }
 
-TEST_F(CaptureTest, TakesTwoPopupsOnTwoTicksDropsIgnoredSendersAndLeavesOtherTitles)
+TEST_F(CaptureTest, DropsIgnoredSendersAndLeavesOtherTitles)
 {
     ecrire("X", popupTexte("Message from X to BOB on d", "not ours"), QStringLiteral("Messenger Service"));
     ecrire("MALLORY", popupTexte("Message from mallory to BOB on d", "spam"));
     ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "first"));
     ecrire("PC9", popupTexte("Message from PC9 to BOB on d", "second"));
     Capture capture(m_spool.folder());
+    capture.setSeuilLot(1);
+    const ResultatCapture r = capture.mCapturerMessage();
     QStringList pris;
-    for (int tick = 0; tick < 5; ++tick) {
-        if (const auto r = capture.mCapturerMessage(); r.message) {
-            pris.append(r.message->texte);
-        }
+    for (const MessageCapture& m : r.lot) {
+        pris.append(m.texte);
     }
     EXPECT_EQ(pris, (QStringList {"first", "second"}));
     // The same arrival for both: the second key moves on by a millisecond rather than replace the first.
     EXPECT_EQ(historique(), (QStringList {"20261120190500125=ALICE|first", "20261120190500126=PC9|second"}));
     ASSERT_EQ(m_spool.count(), 1u) << "the ignored pop-up is removed unstored";
     EXPECT_EQ(m_spool.all().front().title, "Messenger Service");
-    const ResultatCapture r = capture.mCapturerMessage();
     EXPECT_EQ(std::pair(r.nbNonReconnus, r.titreNonReconnu), std::pair(qsizetype(1), QString("Messenger Service")));
+    // Learnt now: what waited under it is taken.
+    gParametres().titreFenetreMessenger = QStringLiteral("Messenger Service");
+    const ResultatCapture apres = capture.mCapturerMessage();
+    ASSERT_TRUE(apres.message);
+    EXPECT_EQ(apres.message->texte, "not ours");
+    EXPECT_EQ(apres.nbNonReconnus, 0);
+}
+
+TEST_F(CaptureTest, LiveMessagesComeOneATickABacklogAsABatch)
+{
+    Capture capture(m_spool.folder());
+    ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "1"));
+    ecrire("PC9", popupTexte("Message from PC9 to BOB on d", "2"));
+    for (const char* texte : {"1", "2"}) {
+        const ResultatCapture r = capture.mCapturerMessage();
+        ASSERT_TRUE(r.message);
+        EXPECT_EQ(r.message->texte, texte);
+    }
+    for (int i = 0; i <= Capture::SeuilLot; ++i) {
+        ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", QString::number(i)));
+    }
+    const ResultatCapture r = capture.mCapturerMessage();
+    EXPECT_FALSE(r.message);
+    EXPECT_EQ(r.lot.size(), Capture::SeuilLot + 1);
+}
+
+TEST_F(CaptureTest, TakesEveryPopupWaitingAtATickInOneWrite)
+{
+    // Pop-ups written before a tick ("SENDER|body", in arrival order), then what the tick stores ("SENDER|text",
+    // in order) and how many pop-ups are left in the spool.
+    struct Tick
+    {
+        QStringList ecrits, stockes;
+        qsizetype restent;
+    };
+    struct Cas
+    {
+        const char* nom;
+        QList<Tick> ticks;
+    };
+    const Cas cas[] = {
+        {"one alone is a message of its own", {{{"ALICE|hi"}, {"ALICE|hi"}, 0}}},
+        {"arrival order", {{{"PC9|1", "ALICE|2", "MAX|3", "ALICE|4"}, {"PC9|1", "ALICE|2", "MAX|3", "ALICE|4"}, 0}}},
+        {"ignored senders, their parts too",
+         {{{"MALLORY|spam", "ALICE|1", "MALLORY|[01/02]\r\nx", "PC9|2"}, {"ALICE|1", "PC9|2"}, 0}}},
+        {"parts within a batch",
+         {{{"LUC|[01/02]\r\nHalf ", "ALICE|1", "LUC|[02/02]\r\nhalf"}, {"ALICE|1", "LUC|Half half"}, 0}}},
+        {"parts across batches",
+         {{{"LUC|[01/03]\r\nA ", "ALICE|1", "LUC|[02/03]\r\nB ", "PC9|2"}, {"ALICE|1", "PC9|2"}, 2},
+          {{"MAX|3", "LUC|[03/03]\r\nC", "PC9|4"}, {"MAX|3", "LUC|A B C", "PC9|4"}, 0}}},
+        {"only parts: nothing stored",
+         {{{"LUC|[01/02]\r\nA ", "MAX|[01/02]\r\nB "}, {}, 2}, {{"MAX|[02/02]\r\nC"}, {"MAX|B C"}, 1}}},
+    };
+    EcrituresDonnees ecritures(m_dir.path());
+    for (const Cas& c : cas) {
+        SCOPED_TRACE(c.nom);
+        IniFile(gFichierDonnees()).removeSection(QLatin1String(SectionMessageRecu));
+        for (const Popup& p : m_spool.all()) {
+            ASSERT_TRUE(m_spool.remove(p));
+        }
+        Capture capture(m_spool.folder());
+        capture.setSeuilLot(1);
+        ecritures.compter();
+        QStringList tous;
+        for (const Tick& t : c.ticks) {
+            std::vector<Popup> popups; // in one sync pass, as the service writes what completes together
+            for (const QString& e : t.ecrits) {
+                const QString de = e.section('|', 0, 0);
+                const QString corps = e.section('|', 1);
+                popups.push_back({stdText(Parametres {}.titreFenetreMessenger),
+                                  stdText(popupTexte("Message from " + de + " to BOB on d", corps)),
+                                  stdText(de),
+                                  "BOB",
+                                  "10.0.0.7",
+                                  arrivalTime(Arrivee),
+                                  {}});
+            }
+            ASSERT_TRUE(std::ranges::all_of(m_spool.write(popups).durable, std::identity()));
+            const ResultatCapture r = capture.mCapturerMessage();
+            QStringList stockes;
+            for (const MessageCapture& m : r.message ? QList {*r.message} : r.lot) {
+                stockes.append(m.expediteur + '|' + m.texte);
+            }
+            EXPECT_EQ(stockes, t.stockes);
+            EXPECT_EQ(bool(r.message), t.stockes.size() == 1) << "several come as a batch";
+            EXPECT_EQ(ecritures.compter(), t.stockes.isEmpty() ? 0 : 1);
+            EXPECT_EQ(m_spool.count(), t.restent);
+            tous += t.stockes;
+        }
+        QStringList valeurs;
+        for (const QString& ligne : historique()) {
+            valeurs.append(ligne.section('=', 1));
+        }
+        EXPECT_EQ(valeurs, tous);
+    }
 }
 
 TEST_F(CaptureTest, JoinsPartsAndStoresThemOnceWhenTheLastArrives)
@@ -185,21 +313,24 @@ TEST_F(CaptureTest, JoinsPartsAndStoresThemOnceWhenTheLastArrives)
     for (const auto& [crypte, redemarrer] : {std::pair {false, false}, {true, false}, {false, true}}) {
         SCOPED_TRACE(testing::Message() << crypte << redemarrer);
         IniFile(gFichierDonnees()).removeSection(QLatin1String(SectionMessageRecu));
-        for (int i = 1; i <= 3; ++i) {
+        auto partie = [&](int i) {
             const QString corps = QStringLiteral("[%1/03]\r\npart %2;").arg(i, 2, 10, QLatin1Char('0')).arg(i);
             ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", crypte ? gTexteCrypte(corps) : corps));
-        }
+        };
         auto capture = std::make_unique<Capture>(m_spool.folder());
         for (int i = 1; i <= 2; ++i) {
+            partie(i);
             EXPECT_FALSE(capture->mCapturerMessage().message);
-            EXPECT_EQ(m_spool.count(), 3u) << "parts stay in the spool until stored";
+            EXPECT_EQ(m_spool.count(), size_t(i)) << "parts stay in the spool until stored";
             EXPECT_TRUE(historique().isEmpty());
         }
         if (redemarrer) { // a restart loses the joined parts in memory, never the spool
             capture = std::make_unique<Capture>(m_spool.folder());
-            EXPECT_FALSE(capture->mCapturerMessage().message);
-            EXPECT_FALSE(capture->mCapturerMessage().message);
+            for (int i = 1; i <= 2; ++i) {
+                EXPECT_FALSE(capture->mCapturerMessage().message);
+            }
         }
+        partie(3);
         const auto r = capture->mCapturerMessage();
         ASSERT_TRUE(r.message);
         const QString joint = QStringLiteral("part 1;part 2;part 3;");
@@ -258,6 +389,20 @@ TEST_F(CaptureTest, JoinsPartsPerSenderAsTheSenderNumbersThem)
     EXPECT_EQ(capture.nbExpediteursEnAttente(), 0);
 }
 
+TEST_F(CaptureTest, FollowsASpoolFolderMadeOrMadeAgainAfterTheStart)
+{
+    Capture capture(m_spool.folder()); // no folder yet: the service has not started
+    EXPECT_FALSE(capture.mCapturerMessage().message);
+    for (const QString texte : {"first", "after the folder was made again"}) {
+        ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", texte));
+        const ResultatCapture r = capture.mCapturerMessage();
+        ASSERT_TRUE(r.message);
+        EXPECT_EQ(r.message->texte, texte);
+        ASSERT_TRUE(QDir(qtext(m_spool.folder())).removeRecursively());
+        EXPECT_FALSE(capture.mCapturerMessage().message);
+    }
+}
+
 TEST_F(CaptureTest, OnlyRemovesAPopupStoredBeforeACrash)
 {
     ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "hi"));
@@ -269,18 +414,34 @@ TEST_F(CaptureTest, OnlyRemovesAPopupStoredBeforeACrash)
     EXPECT_TRUE(historique().isEmpty());
 }
 
-TEST_F(CaptureTest, KeepsThePopupWhenTheStoreFails)
+TEST_F(CaptureTest, KeepsEveryPopupWhenTheStoreFails)
 {
+    ecrire("LUC", popupTexte("Message from LUC to BOB on d", "[01/02]\r\nHalf "));
+    auto capture = std::make_unique<Capture>(m_spool.folder());
+    capture->setSeuilLot(1);
+    EXPECT_FALSE(capture->mCapturerMessage().message);
     ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "hi"));
+    ecrire("MALLORY", popupTexte("Message from MALLORY to BOB on d", "spam"));
+    ecrire("LUC", popupTexte("Message from LUC to BOB on d", "[02/02]\r\nhalf"));
     // A folder where the data file should be: the write must fail.
+    const QString donnees = gFichierDonnees();
     ASSERT_TRUE(QDir().mkpath(m_dir.filePath("blocked/Pilvanor.pv")));
     gDefinirFichierDonnees(m_dir.filePath("blocked/Pilvanor.pv"));
-    Capture capture(m_spool.folder());
-    EXPECT_FALSE(capture.mCapturerMessage().message);
-    EXPECT_FALSE(capture.mCapturerMessage().message);
+    for (int tick = 0; tick < 2; ++tick) {
+        const ResultatCapture r = capture->mCapturerMessage();
+        EXPECT_FALSE(r.message);
+        EXPECT_TRUE(r.lot.isEmpty());
+    }
     ASSERT_EQ(m_boites.size(), 1) << "one report, then a pause before trying again";
     EXPECT_TRUE(m_boites.first().contains("frmPilvanor.mCapturerMessage"));
-    EXPECT_EQ(m_spool.count(), 1u);
+    EXPECT_EQ(m_spool.count(), 4u);
+    // Nothing was lost: another capture takes it all.
+    gDefinirFichierDonnees(donnees);
+    capture = std::make_unique<Capture>(m_spool.folder());
+    capture->setSeuilLot(1);
+    EXPECT_EQ(capture->mCapturerMessage().lot.size(), 2);
+    EXPECT_EQ(historique(), (QStringList {"20261120190500125=ALICE|hi", "20261120190500126=LUC|Half half"}));
+    EXPECT_EQ(m_spool.count(), 0u);
 }
 
 TEST_F(CaptureTest, FiresDueRemindersWhetherCaptureIsOnOrNot)

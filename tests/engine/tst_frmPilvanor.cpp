@@ -149,6 +149,51 @@ private Q_SLOTS:
         }
     }
 
+    void aBacklogOpensOneWindowWhateverTheMode()
+    {
+        const QString wav = m_fixture.path("ding.wav");
+        QVERIFY(QFile(wav).open(QIODevice::WriteOnly));
+        storeSetting("JouerFichierSon", "1");
+        storeSetting("FichierSon", wav);
+        for (const char* mode : {"0", "1", "2"}) {
+            storeSetting("AffichageMessage", mode);
+            frmPilvanor w;
+            w.charger();
+            w.tmrCaptureMessage->stop();
+            int sons = 0;
+            setLecteurSon([&sons](const QString&) { ++sons; });
+            // Two batches: the second goes into the window of the first.
+            for (const int n : {12, 11}) {
+                std::vector<Popup> popups;
+                for (int i = 0; i < n; ++i) {
+                    popups.push_back(
+                        {"Messenger Service ",
+                         stdText(QStringLiteral("Message from PC%1 to BOB on x\r\n\r\nbatch %2").arg(i).arg(n)),
+                         {},
+                         {},
+                         {},
+                         {},
+                         {}});
+                }
+                QVERIFY(std::ranges::all_of(PopupSpool(PopupSpool::defaultFolder()).write(popups).durable,
+                                            std::identity()));
+                w.mCapturerMessage();
+            }
+            setLecteurSon({});
+            const QList<frmMessage*> shown = test::visibleWindows<frmMessage>();
+            QCOMPARE(shown.size(), 1);
+            QCOMPARE(shown[0]->cboUtilisateur->count(), 23);
+            QCOMPARE(shown[0]->windowTitle(),
+                     gMessageTexte(gParametres().fichierLangue, "EntetePlusieursNouveauMessage"));
+            // The newest first.
+            QCOMPARE(shown[0]->txtUtilisateur->text() + '|' + shown[0]->txtMessage->toPlainText(), "PC10|batch 11");
+            QCOMPARE(w.nombreNouveauxMessages(), 23);
+            QCOMPARE(sons, 2);
+            qDeleteAll(test::visibleWindows<frmMessage>());
+            gSupprimerHistorique(false);
+        }
+    }
+
     void popupsUnderAnUnknownTitleAreSaid()
     {
         frmPilvanor w;
