@@ -299,4 +299,9 @@ void gSupprimerHistorique(bool envoye)
     IniFile(g_fichierDonnees).removeSection(QLatin1String(sectionHistorique(envoye)));
 }
 
+void gSupprimerEntreeHistorique(bool envoye, const QString& cle)
+{
+    IniFile(g_fichierDonnees).writeString(QLatin1String(sectionHistorique(envoye)), cle, std::nullopt);
+}
+
 } // namespace pv

@@ -82,6 +82,8 @@ int gEnregistrerHistorique(bool envoye,
 // The entries of a history in file order (oldest first).
 QList<EntreeHistorique> gLireHistorique(bool envoye);
 void gSupprimerHistorique(bool envoye);
+// Removes one entry by its key. Throws pv::Error when the file cannot be written.
+void gSupprimerEntreeHistorique(bool envoye, const QString& cle);
 
 // The trimming rule on a parsed file, shared by the writers: the oldest entries go so that `aAjouter` more fit.
 int gElaguerHistorique(IniDocument& doc, bool envoye, int maximum, int aAjouter = 1);

@@ -1,13 +1,13 @@
 #include "engine/frmPilvanor.h"
 #include "common/MessengerText.h"
 
+#include "addressbook/CarnetAdresses.h"
 #include "addressbook/frmGroupe.h"
 #include "addressbook/frmMessagePredefini.h"
 #include "addressbook/frmUtilisateur.h"
 #include "common/DataFile.h"
 #include "common/ErrorReport.h"
 #include "common/Fenetres.h"
-#include "common/IniFile.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
@@ -740,17 +740,13 @@ void frmPilvanor::mRepondre(const QString& pstrStation,
                             bool pblnAjouterCaractereDevantReponse)
 {
     const QString station = gObtenirStation(pstrStation).trimmed().toUpper();
-    bool connu = false;
-    gRechercherUtilisateur(station, false, &connu);
-    // A sender's name that cannot be a key of the file is answered without being kept as a user.
-    if (!connu && iniKeyFault(station).isNull()) {
-        try {
-            IniFile(gFichierDonnees())
-                .writeString(QLatin1String(SectionUtilisateur), station, station + QStringLiteral("|0"));
-        } catch (const std::exception& e) {
-            gSignalerEchecEcriture(gFichierDonnees(), QString::fromLocal8Bit(e.what()));
+    // A new sender becomes a user; a name that cannot be one is answered without being kept.
+    try {
+        if (gAjouterStations({station}) > 0) {
+            gChargerUtilisateurGroupe();
         }
-        gChargerUtilisateurGroupe();
+    } catch (const std::exception& e) {
+        gSignalerEchecEcriture(gFichierDonnees(), QString::fromLocal8Bit(e.what()));
     }
     txtMessage->clear();
     QString texte = pstrMessageReponse;

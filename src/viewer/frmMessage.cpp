@@ -4,7 +4,6 @@
 #include "common/Dialogues.h"
 #include "common/Fenetres.h"
 #include "common/Impression.h"
-#include "common/IniFile.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/OuvrirTexte.h"
@@ -423,10 +422,7 @@ void frmMessage::cmdSupprimer_Click()
     }
     const bool envoye = gHistoriqueEnvoye(mintTypeFenetre);
     try {
-        IniFile(gFichierDonnees())
-            .writeString(QLatin1String(envoye ? SectionMessageEnvoye : SectionMessageRecu),
-                         mHistorique.at(index).cle,
-                         std::nullopt);
+        gSupprimerEntreeHistorique(envoye, mHistorique.at(index).cle);
     } catch (const std::exception& e) {
         gSignalerEchecEcriture(gFichierDonnees(), QString::fromLocal8Bit(e.what()));
         return;
