@@ -231,7 +231,7 @@ void frmPilvanor::construireMenus()
 
 void frmPilvanor::construireBarresOutils()
 {
-    auto bouton = [this](QToolBar* barre, const char* cle, const char* theme, QStyle::StandardPixmap secours) {
+    auto bouton = [](QToolBar* barre, const char* cle, const char* theme, QStyle::StandardPixmap secours) {
         // Toolbar buttons are reached by their key, as their tool tips come through the toolbar's own label.
         QAction* a = barre->addAction(icone(theme, secours), QLatin1String(cle));
         a->setProperty(CleBouton, QLatin1String(cle));
@@ -526,7 +526,7 @@ void frmPilvanor::completerDestinataire()
         if (entree.startsWith(tape, Qt::CaseInsensitive)) {
             saisie->setUpdatesEnabled(false);
             saisie->setText(entree);
-            saisie->setSelection(tape.size(), entree.size() - tape.size());
+            saisie->setSelection(int(tape.size()), int(entree.size() - tape.size()));
             saisie->setUpdatesEnabled(true);
             return;
         }
