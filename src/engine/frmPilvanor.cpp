@@ -867,7 +867,7 @@ frmMessage* frmPilvanor::ouvrirNouveauMessage(const MessageCapture& message)
     // A widget says it is destroyed before its guards are cleared.
     connect(f, &QObject::destroyed, this, [this](QObject* fenetre) {
         m_fenetresNouveauxMessages.removeIf(
-            [fenetre](const QPointer<frmMessage>& p) { return !p || static_cast<QObject*>(p.data()) == fenetre; });
+            [fenetre](const QPointer<QWidget>& p) { return !p || static_cast<QObject*>(p.data()) == fenetre; });
         if (m_fenetresNouveauxMessages.isEmpty()) {
             messagesLus();
         }
@@ -917,7 +917,7 @@ void frmPilvanor::picSysTrayDoubleClic()
         frmMessage* f = ouvrirNouveauMessage(m);
         f->setWindowTitle(gMessageTexte(gParametres().fichierLangue, gCleTitreNouveauMessage(1)));
     }
-    for (const QPointer<frmMessage>& f : std::as_const(m_fenetresNouveauxMessages)) {
+    for (const QPointer<QWidget>& f : std::as_const(m_fenetresNouveauxMessages)) {
         if (f) {
             devant(f);
         }
