@@ -180,7 +180,7 @@ ResultatImport gImporterUtilisateurs(const QString& chemin)
         throw Error(QStringLiteral("Cannot read %1: %2").arg(chemin, fichier.errorString()));
     }
     QList<LigneImport> aEcrire;
-    const ResultatImport r = gAnalyserImport(decodeTextFile(octets), gUtilisateurs(), &aEcrire);
+    ResultatImport r = gAnalyserImport(decodeTextFile(octets), gUtilisateurs(), &aEcrire);
     if (!aEcrire.isEmpty()) {
         donnees().update([&](IniDocument& doc) {
             for (const LigneImport& l : aEcrire) {
@@ -263,7 +263,7 @@ QString gCleMessagePredefini(const QDateTime& moment)
 
 QString gEnregistrerMessagePredefini(const QString& cleChargee, const QString& texte, const QDateTime& moment)
 {
-    const QString cle = cleChargee.isEmpty() ? gCleMessagePredefini(moment) : cleChargee;
+    QString cle = cleChargee.isEmpty() ? gCleMessagePredefini(moment) : cleChargee;
     QString crlf = texte;
     crlf.replace(QStringLiteral("\r\n"), QStringLiteral("\n")).replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
     donnees().writeString(MessagesPredefinis, cle, gEncoderTexte(crlf));

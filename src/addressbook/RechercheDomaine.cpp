@@ -19,7 +19,7 @@ QString gDomaineRecherche(bool principal, const QString& saisie)
 void gListerStationsAsync(QObject* contexte,
                           const QString& groupe,
                           FonctionListeStations lister,
-                          std::function<void(QStringList)> rappel)
+                          const std::function<void(QStringList)>& rappel)
 {
     const auto lancee = gTravaillerEnFond<QStringList>(
         contexte,

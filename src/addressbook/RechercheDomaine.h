@@ -23,6 +23,6 @@ QString gDomaineRecherche(bool principal, const QString& saisie);
 void gListerStationsAsync(QObject* contexte,
                           const QString& groupe,
                           FonctionListeStations lister,
-                          std::function<void(QStringList)> rappel);
+                          const std::function<void(QStringList)>& rappel);
 
 } // namespace pv

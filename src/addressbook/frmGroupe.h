@@ -13,7 +13,7 @@ class QTreeWidget;
 namespace pv {
 
 // The groups window: named lists of stations, their members taken from the users list or from a file.
-class frmGroupe : public DialogueEdition
+class frmGroupe final : public DialogueEdition
 {
     Q_OBJECT
 

@@ -15,7 +15,10 @@
 
 namespace pv {
 
-CadreEdition::CadreEdition(QAbstractItemView* liste, QWidget* cadre, QList<QWidget*> boutonsListe, QObject* parent)
+CadreEdition::CadreEdition(QAbstractItemView* liste,
+                           QWidget* cadre,
+                           const QList<QWidget*>& boutonsListe,
+                           QObject* parent)
     : QObject(parent)
     , m_liste(liste)
     , m_cadre(cadre)

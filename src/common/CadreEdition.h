@@ -25,7 +25,10 @@ class CadreEdition : public QObject
 
 public:
     // `boutonsListe` are the controls of the list (Add, Modify, Delete, Close …) that editing disables.
-    CadreEdition(QAbstractItemView* liste, QWidget* cadre, QList<QWidget*> boutonsListe, QObject* parent = nullptr);
+    CadreEdition(QAbstractItemView* liste,
+                 QWidget* cadre,
+                 const QList<QWidget*>& boutonsListe,
+                 QObject* parent = nullptr);
 
     // Shows the frame for adding (true) or for modifying the selected row (false) and focuses `premier`.
     void ouvrir(bool ajout, QWidget* premier = nullptr);

@@ -68,7 +68,7 @@ QString cheminBureau(const QString& id)
     for (const QString& dossier : dossiersApplications()) {
         QString relatif = id;
         for (;;) {
-            const QString chemin = dossier + QLatin1Char('/') + relatif;
+            QString chemin = dossier + QLatin1Char('/') + relatif;
             if (QFileInfo(chemin).isFile()) {
                 return chemin;
             }

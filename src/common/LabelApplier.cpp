@@ -351,7 +351,7 @@ bool gAfficherLibelle(const QString& file, QWidget* form)
         }
         std::optional<Failure> failure;
         QObject* o = controlFor(controls, libelle, failure);
-        if (!o) {
+        if (failure) {
             gRapportErreur(ErrorPlace, failure->number, failure->description);
             return false;
         }
@@ -388,7 +388,8 @@ QStringList gVerifierLibelles(const QString& file, QWidget* form)
             continue;
         }
         std::optional<Failure> failure;
-        if (!controlFor(controls, libelle, failure)) {
+        controlFor(controls, libelle, failure);
+        if (failure) {
             problems.append(where + failure->description);
         }
     }

@@ -43,7 +43,7 @@ QUrl adresseWeb(const QString& texte)
 
 QString chemin(const QString& texte)
 {
-    const QString home = QDir::homePath();
+    QString home = QDir::homePath();
     if (texte == QLatin1String("~")) {
         return home;
     }

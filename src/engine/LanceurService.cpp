@@ -23,7 +23,7 @@ namespace {
 
 // pilvanor-messenger's status when another service already holds the spool: nothing is missing then.
 constexpr int StatutSpoolOccupe = 3;
-constexpr qint64 AttenteMaxMs = 5 * 60 * 1000;
+constexpr qint64 AttenteMaxMs = qint64(5) * 60 * 1000;
 
 } // namespace
 

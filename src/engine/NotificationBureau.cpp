@@ -71,7 +71,11 @@ void NotificationBureau::afficher(const ContenuNotification& contenu)
 
 void NotificationBureau::envoyer()
 {
-    const ContenuNotification contenu = *std::exchange(m_suivant, std::nullopt);
+    if (!m_suivant) {
+        return;
+    }
+    const ContenuNotification contenu = std::move(*m_suivant);
+    m_suivant.reset();
     m_enAttente = true;
     auto* attente = new QDBusPendingCallWatcher(m_bus.asyncCall(messageNotify(contenu, m_id), 5000), this);
     connect(attente, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* w) {

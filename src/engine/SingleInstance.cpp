@@ -89,13 +89,14 @@ bool SingleInstance::notifyFirst(const Demande& demande, int timeoutMs)
 {
     // The first instance may still be starting and not listen yet: try until the deadline.
     QDeadlineTimer deadline(timeoutMs);
+    // What is left, in the int the socket waits take, and at least 1 ms.
+    const auto restant = [&deadline] { return int(qMax<qint64>(1, deadline.remainingTime())); };
     while (!deadline.hasExpired()) {
         QLocalSocket socket;
         socket.connectToServer(m_socketPath);
-        if (socket.waitForConnected(qMax<qint64>(1, deadline.remainingTime()))) {
+        if (socket.waitForConnected(restant())) {
             socket.write(gEncoderDemande(demande));
-            if (socket.waitForBytesWritten(qMax<qint64>(1, deadline.remainingTime()))
-                && socket.waitForReadyRead(qMax<qint64>(1, deadline.remainingTime()))) {
+            if (socket.waitForBytesWritten(restant()) && socket.waitForReadyRead(restant())) {
                 return socket.readLine() == Answer;
             }
             return false;

@@ -31,7 +31,7 @@ QString gPreparerDossierDonnees(const QString& dossierProgramme, QList<ProblemeD
                           {QStringLiteral("~/.local/share/Pilvanor"), QStringLiteral("HOME is not set")}});
         return {};
     }
-    const QString fichier = dossier + QStringLiteral("/Pilvanor.pv");
+    QString fichier = dossier + QStringLiteral("/Pilvanor.pv");
     if (!QFileInfo::exists(fichier)) {
         errno = 0;
         if (!QDir().mkpath(dossier)) {

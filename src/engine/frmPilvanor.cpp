@@ -232,7 +232,7 @@ void frmPilvanor::construireMenus()
 
 void frmPilvanor::construireBarresOutils()
 {
-    auto bouton = [this](QToolBar* barre, const char* cle, const char* theme, QStyle::StandardPixmap secours) {
+    auto bouton = [](QToolBar* barre, const char* cle, const char* theme, QStyle::StandardPixmap secours) {
         // Toolbar buttons are reached by their key, as their tool tips come through the toolbar's own label.
         QAction* a = barre->addAction(icone(theme, secours), QLatin1String(cle));
         a->setProperty(CleBouton, QLatin1String(cle));
@@ -527,7 +527,7 @@ void frmPilvanor::completerDestinataire()
         if (entree.startsWith(tape, Qt::CaseInsensitive)) {
             saisie->setUpdatesEnabled(false);
             saisie->setText(entree);
-            saisie->setSelection(tape.size(), entree.size() - tape.size());
+            saisie->setSelection(int(tape.size()), int(entree.size() - tape.size()));
             saisie->setUpdatesEnabled(true);
             return;
         }
@@ -871,7 +871,7 @@ frmMessage* frmPilvanor::ouvrirNouveauMessage(const MessageCapture& message, con
     // A widget says it is destroyed before its guards are cleared.
     connect(f, &QObject::destroyed, this, [this](QObject* fenetre) {
         m_fenetresNouveauxMessages.removeIf(
-            [fenetre](const QPointer<frmMessage>& p) { return !p || static_cast<QObject*>(p.data()) == fenetre; });
+            [fenetre](const QPointer<QWidget>& p) { return !p || static_cast<QObject*>(p.data()) == fenetre; });
         if (m_fenetresNouveauxMessages.isEmpty()) {
             messagesLus();
         }
@@ -943,7 +943,7 @@ void frmPilvanor::picSysTrayDoubleClic()
         frmMessage* f = ouvrirNouveauMessage(m);
         f->setWindowTitle(gMessageTexte(gParametres().fichierLangue, gCleTitreNouveauMessage(1)));
     }
-    for (const QPointer<frmMessage>& f : std::as_const(m_fenetresNouveauxMessages)) {
+    for (const QPointer<QWidget>& f : std::as_const(m_fenetresNouveauxMessages)) {
         if (f) {
             devant(f);
         }

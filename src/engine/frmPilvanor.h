@@ -199,7 +199,8 @@ private:
     std::unique_ptr<Capture> m_capture;
     qsizetype m_nbNonReconnusDits = 0; // pop-ups under an unknown title, as last said in the status bar
     int m_nbNouveauxMessages = 0;
-    QList<QPointer<frmMessage>> m_fenetresNouveauxMessages;
+    // Kept as widgets: they are looked at while they are destroyed, when they are no longer frmMessage.
+    QList<QPointer<QWidget>> m_fenetresNouveauxMessages;
     QPointer<frmMessage> m_fenetreUnique;   // display mode 1
     QPointer<frmMessage> m_fenetreLot;      // the other modes: the messages of a backlog
     QList<MessageCapture> m_bullesNonLues;  // display mode 2: shown only in balloons so far
