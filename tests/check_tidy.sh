@@ -11,8 +11,7 @@ command -v clang-tidy-16 >/dev/null || { echo "SKIP: clang-tidy-16 is not instal
 if [ $# -gt 0 ]; then
     files=("$@")
 else
-    # src/messenger and src/engine/Capture.* are being rewritten; they join the check once that lands.
-    mapfile -t files < <(cd "$root" && find src fuzz -name '*.cpp' | grep -v -e '^src/messenger/' -e '^src/engine/Capture\.' | sort)
+    mapfile -t files < <(cd "$root" && find src fuzz -name '*.cpp' | sort)
 fi
 cd "$root"
 

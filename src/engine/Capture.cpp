@@ -114,7 +114,7 @@ EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete)
         if (fin < 0) {
             fin = entete.size();
         }
-        const QString valeur = p < entete.size() ? entete.mid(p, fin - p) : QString();
+        QString valeur = p < entete.size() ? entete.mid(p, fin - p) : QString();
         copie.replace(marque, valeur, Qt::CaseInsensitive);
         return valeur;
     };
@@ -126,7 +126,7 @@ EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete)
     return r;
 }
 
-Capture::Capture(std::string dossierSpool)
+Capture::Capture(const std::string& dossierSpool)
     : m_spool(dossierSpool)
     , m_index(qtext(dossierSpool))
 {

@@ -72,7 +72,7 @@ EnteteAnalysee gAnalyserEntete(const QString& modele, const QString& entete);
 class Capture
 {
 public:
-    explicit Capture(std::string dossierSpool);
+    explicit Capture(const std::string& dossierSpool);
 
     // One timer tick: due reminders, then every pop-up waiting, oldest first, up to a bound, all stored in one
     // write. Store errors are reported and the pop-ups stay.

@@ -184,6 +184,7 @@ Expected<std::vector<std::vector<uint32_t>>> nameQueries(std::span<const codec::
 std::vector<uint32_t> broadcastAddresses(const std::vector<Ipv4Interface>& interfaces)
 {
     std::vector<uint32_t> out;
+    out.reserve(interfaces.size());
     for (const Ipv4Interface& i : interfaces) {
         out.push_back(i.broadcast);
     }
@@ -367,13 +368,17 @@ Expected<uint32_t> resolveStation(const codec::NetbiosName& name, std::string_vi
         return std::nullopt;
     };
     for (const uint32_t server : lookup.winsServers) {
-        if (const auto found = nameQueries(asked, std::span(&server, 1), false, options); found && first(*found)) {
-            return *first(*found);
+        if (const auto found = nameQueries(asked, std::span(&server, 1), false, options)) {
+            if (const auto address = first(*found)) {
+                return *address;
+            }
         }
     }
     const auto found = broadcastNameQueries(asked, options);
-    if (found && first(*found)) {
-        return *first(*found);
+    if (found) {
+        if (const auto address = first(*found)) {
+            return *address;
+        }
     }
     if (!dnsName) {
         if (const auto ip = resolveIpv4(station, lookup.timeoutMs)) {

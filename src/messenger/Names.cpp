@@ -85,7 +85,7 @@ std::vector<std::string> ServiceNames::aliases(codec::OemCodePage codePage) cons
     }
     // A hand-edited file may hold blanks, empty lines, duplicates and names that cannot be NetBIOS names; a huge
     // one is read in part, so that it cannot stall the service.
-    std::string head(64 * 1024, '\0');
+    std::string head(size_t(64) * 1024, '\0');
     f.read(head.data(), std::streamsize(head.size()));
     head.resize(size_t(f.gcount()));
     for (size_t start = 0; start < head.size();) {

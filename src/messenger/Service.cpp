@@ -318,11 +318,17 @@ Status MessengerService::Impl::start()
     if (tcpFd < 0) {
         return failed(StartResult::TcpFailed, "cannot receive messages: " + why);
     }
-    if (o.nameServicePort >= 0 && (nsFd = bindSocket(SOCK_DGRAM, o.nameServicePort, nsPort, why)) < 0) {
-        warnings.push_back("does not answer name queries (" + why + ")");
+    if (o.nameServicePort >= 0) {
+        nsFd = bindSocket(SOCK_DGRAM, o.nameServicePort, nsPort, why);
+        if (nsFd < 0) {
+            warnings.push_back("does not answer name queries (" + why + ")");
+        }
     }
-    if (o.datagramPort >= 0 && (dgmFd = bindSocket(SOCK_DGRAM, o.datagramPort, dgmPort, why)) < 0) {
-        warnings.push_back("does not receive domain broadcasts (" + why + ")");
+    if (o.datagramPort >= 0) {
+        dgmFd = bindSocket(SOCK_DGRAM, o.datagramPort, dgmPort, why);
+        if (dgmFd < 0) {
+            warnings.push_back("does not receive domain broadcasts (" + why + ")");
+        }
     }
 
     std::vector<std::string> given {o.hostName};

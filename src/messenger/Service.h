@@ -57,7 +57,7 @@ struct ServiceOptions
     int maxConnections = 256;
     int idleMs = 30'000;
     uint32_t maxFrameLength = 66 * 1024; // the largest D0 fits
-    size_t maxMessageBytes = 64 * 1024;
+    size_t maxMessageBytes = size_t(64) * 1024;
     size_t maxSpoolFiles = 10'000;
 };
 

@@ -125,7 +125,11 @@ std::optional<ArrivalTime> ArrivalTime::fromIsoText(std::string_view text)
             return std::nullopt;
         }
         const std::string fraction = std::string(text.substr(at + 1, std::min<size_t>(end - at - 1, 3))) + "00";
-        ms = *digits(fraction, 0, 3);
+        const auto fractionMs = digits(fraction, 0, 3);
+        if (!fractionMs) {
+            return std::nullopt;
+        }
+        ms = *fractionMs;
         at = end;
     }
     const auto local = sys_days(date) + hours(*h) + minutes(*mi) + seconds(*s) + milliseconds(ms);

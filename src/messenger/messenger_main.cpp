@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fcntl.h>
 #include <string>
 #include <sys/wait.h>
@@ -94,7 +95,7 @@ void daemonise()
 
 } // namespace
 
-int main(int argc, char** argv)
+static int run(int argc, char** argv)
 {
     pv::ServiceOptions options;
     options.port = pv::defaultSmbPort();
@@ -204,4 +205,17 @@ int main(int argc, char** argv)
     const bool ok = service.run();
     g_service = nullptr;
     return ok ? ExitStopped : ExitFailed;
+}
+
+int main(int argc, char** argv)
+{
+    // Whatever escapes is said, never a bare abort.
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "%s: %s\n", "pilvanor-messenger", e.what());
+    } catch (...) {
+        std::fprintf(stderr, "%s: unexpected failure\n", "pilvanor-messenger");
+    }
+    return 1;
 }

@@ -6,6 +6,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,7 +17,7 @@ namespace {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
-constexpr size_t kMaxInput = 64 * 1024; // far above what a message holds: the send then says it is too long
+constexpr size_t kMaxInput = size_t(64) * 1024; // far above what a message holds: the send then says it is too long
 
 const char* const kUsage
     = "Usage: pilvanor-send [--port N] [--from NAME] [--dos-charset CP] [--timeout MS] STATION [TEXT...]\n"
@@ -73,7 +74,7 @@ std::optional<std::string> readStandardInput()
 
 } // namespace
 
-int main(int argc, char** argv)
+static int run(int argc, char** argv)
 {
     const std::vector<std::string> args(argv + 1, argv + argc);
     pv::SendOptions options;
@@ -168,4 +169,17 @@ int main(int argc, char** argv)
     }
     const bool invalid = code == pv::codec::netapi::InvalidParameter || code == pv::codec::netapi::InvalidName;
     return invalid ? kExitUsage : kExitFailed;
+}
+
+int main(int argc, char** argv)
+{
+    // Whatever escapes is said, never a bare abort.
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "%s: %s\n", "pilvanor-send", e.what());
+    } catch (...) {
+        std::fprintf(stderr, "%s: unexpected failure\n", "pilvanor-send");
+    }
+    return 1;
 }
