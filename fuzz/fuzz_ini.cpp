@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     IniDocument doc = IniDocument::parse(text);
 
     // Lines come back as they were, only their ends change: CR LF and a last line without LF end in LF.
-    QStringList lines = text.split(QLatin1Char('\n'));
+    QStringList lines = text.isEmpty() ? QStringList() : text.split(QLatin1Char('\n'));
     if (text.endsWith(QLatin1Char('\n'))) {
         lines.removeLast();
     }
