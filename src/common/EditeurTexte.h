@@ -5,7 +5,7 @@
 
 namespace pv {
 
-// The desktop's default program for plain text, found as the freedesktop.org specifications say (mimeapps.list,
+// The desktop's default program for plain text, found the freedesktop.org way (mimeapps.list,
 // then the desktop files' own claims in mimeinfo.cache), as a program and its arguments that open `fichier`.
 // Empty when no installed program is set up for text/plain.
 QStringList gCommandeEditeurTexte(const QString& fichier);

@@ -142,6 +142,19 @@ QString RaccourciPortail::cheminRequete(const QString& jeton) const
     return Chemin + QStringLiteral("/request/") + appelant + QLatin1Char('/') + jeton;
 }
 
+// The answer to a portal request comes as the Response signal of the request's own object.
+void RaccourciPortail::ecouterReponse(bool ecouter)
+{
+    const QString interface = QStringLiteral("org.freedesktop.portal.Request");
+    const QString signal = QStringLiteral("Response");
+    if (ecouter) {
+        m_bus.connect(Service, m_requete, interface, signal, this, SLOT(onSessionCreee(uint, QVariantMap)));
+    } else {
+        m_bus.disconnect(Service, m_requete, interface, signal, this, SLOT(onSessionCreee(uint, QVariantMap)));
+        m_requete.clear();
+    }
+}
+
 bool RaccourciPortail::enregistrer(const HotKey& touches, const QString& description)
 {
     liberer();
@@ -153,25 +166,14 @@ bool RaccourciPortail::enregistrer(const HotKey& touches, const QString& descrip
     const QString jeton = QStringLiteral("pilvanor%1").arg(++m_numero);
     m_requete = cheminRequete(jeton);
     // Listening before asking: the answer may come before the call returns.
-    m_bus.connect(Service,
-                  m_requete,
-                  QStringLiteral("org.freedesktop.portal.Request"),
-                  QStringLiteral("Response"),
-                  this,
-                  SLOT(onSessionCreee(uint, QVariantMap)));
+    ecouterReponse(true);
     m_bus.call(messageCreerSession(jeton), QDBus::NoBlock);
     return true;
 }
 
 void RaccourciPortail::onSessionCreee(uint reponse, const QVariantMap& resultats)
 {
-    m_bus.disconnect(Service,
-                     m_requete,
-                     QStringLiteral("org.freedesktop.portal.Request"),
-                     QStringLiteral("Response"),
-                     this,
-                     SLOT(onSessionCreee(uint, QVariantMap)));
-    m_requete.clear();
+    ecouterReponse(false);
     // A string in the portal's documents, an object path in some implementations.
     const QVariant v = resultats.value(QStringLiteral("session_handle"));
     const QString session
@@ -186,13 +188,7 @@ void RaccourciPortail::onSessionCreee(uint reponse, const QVariantMap& resultats
 void RaccourciPortail::liberer()
 {
     if (!m_requete.isEmpty()) {
-        m_bus.disconnect(Service,
-                         m_requete,
-                         QStringLiteral("org.freedesktop.portal.Request"),
-                         QStringLiteral("Response"),
-                         this,
-                         SLOT(onSessionCreee(uint, QVariantMap)));
-        m_requete.clear();
+        ecouterReponse(false);
     }
     if (!m_session.path().isEmpty()) {
         m_bus.call(

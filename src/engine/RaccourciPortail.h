@@ -48,6 +48,7 @@ private Q_SLOTS:
     void onActivated(const QDBusMessage& signal);
 
 private:
+    void ecouterReponse(bool ecouter);
     QString cheminRequete(const QString& jeton) const;
 
     QDBusConnection m_bus;
