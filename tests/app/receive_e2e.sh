@@ -84,7 +84,7 @@ _windows() { [ "$(count_windows "$1")" = "$2" ]; }
 # expression over r, g, b, on more than 2% of its area.
 blue='b>0.6&&r<0.4'
 red='r>0.7&&g<0.4&&b<0.4'
-wait_icon() { poll 3 _icon "$1" "$2" || fail "the tray icon: $share of its pixels pass $1, expected shown=$2"; }
+wait_icon() { poll 10 _icon "$1" "$2" || fail "the tray icon: $share of its pixels pass $1, expected shown=$2"; }
 _icon() {
     import -window "$ICON_ID" "$WORK/icon.png"
     share=$(convert "$WORK/icon.png" -fx "$1" -format '%[fx:mean]' info:)
