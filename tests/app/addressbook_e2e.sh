@@ -61,18 +61,14 @@ xdotool windowactivate --sync "$search_id" key ctrl+a
 shot_window "$search_id" pilvanor-domain-search.png
 xdotool key alt+a
 host=$(machine_name)
-for _ in $(seq 1 50); do
-    users | grep -qxF "$host=$host|0" && break
-    sleep 0.1
-done
-users | grep -qxF "$host=$host|0" || fail "the search did not add $host: $(users | tr '\n' ' ')"
+poll 5 grep -qxF "$host=$host|0" "$DATA" || fail "the search did not add $host: $(users | tr '\n' ' ')"
 users | grep -qxF 'COMPTA-02=Accounts [ground floor]|0' || fail "a known station changed: $(users | tr '\n' ' ')"
 ! users | grep -q '^MAGASIN=' || fail "the search added the alias MAGASIN: $(users | tr '\n' ' ')"
 
 xdotool windowactivate --sync "$users_id" key Down
 shot_window "$users_id" pilvanor-users.png
 xdotool key Escape
-sleep 0.3
+wait_gone Users || fail "Escape did not close the users window"
 
 menu alt+f g
 groups_id=$(wait_window Groups) || fail "the groups window did not appear"
@@ -96,11 +92,7 @@ fi
 # The last item, "Time", goes in at the caret.
 xdotool key Up Return
 xdotool key --delay 100 Tab Tab space
-for _ in $(seq 1 50); do
-    grep -qF '%UserDescription%%Time%' "$DATA" && break
-    sleep 0.1
-done
-grep -qxF '20240105091500=Please call me back at %MyIPAddress%.¶Thanks, %UserDescription%%Time%' "$DATA" ||
+poll 5 grep -qxF '20240105091500=Please call me back at %MyIPAddress%.¶Thanks, %UserDescription%%Time%' "$DATA" ||
     fail "the placeholder did not go in at the caret: $(grep 20240105091500 "$DATA")"
 xdotool key Escape
 

@@ -7,7 +7,6 @@ new_home user
 # English by default.
 start_pilvanor
 id=$(wait_window Pilvanor) || fail "the main window did not appear"
-sleep 0.5
 shot pilvanor-eng.png
 
 # The hot key brings a minimised window back.
@@ -17,15 +16,13 @@ xdotool key ctrl+alt+m
 wait_state "$id" Normal || fail "Ctrl+Alt+M did not bring the window back"
 
 # Typed in the preferences' hot-key box, the registered chord is read, not taken by the grab; OK keeps it working.
-xdotool key alt+f
-sleep 0.3
+hot_key_free && fail "Ctrl+Alt+M is not grabbed"
+open_menu alt+f
 xdotool key p
 prefs_id=$(wait_window Preferences) || fail "the preferences did not open"
 xdotool windowactivate --sync "$prefs_id" key alt+h
-sleep 0.3
-xdotool key ctrl+alt+m
-sleep 0.3
-xdotool key Tab Tab Return # past the Font... button
+wait_for "the hot-key box kept the grab" 5 hot_key_free
+xdotool key ctrl+alt+m Tab Tab Return # past the Font... button
 wait_gone Preferences || fail "OK did not close the preferences"
 [ "$(setting TouchesAccesRapide)" = 3,77 ] || fail "hot key saved as '$(setting TouchesAccesRapide)'"
 xdotool windowminimize "$id"
@@ -36,7 +33,7 @@ wait_state "$id" Normal || fail "Ctrl+Alt+M did not bring the window back after 
 # Moved, then closed by the close box: the position is kept.
 xdotool windowmove "$id" 40 60
 xdotool windowsize "$id" 600 500
-sleep 0.3
+wait_for "the window was not resized" 5 _geometry "$id" 600x500
 xdotool windowactivate --sync "$id" key alt+F4
 wait_exit "$PILVANOR_PID" || fail "the close box did not end the program"
 position=$(setting PositionTailleFenetrePrincipale)
@@ -47,9 +44,7 @@ position=$(setting PositionTailleFenetrePrincipale)
 sed -i -e '/^MinimiserBoutonX=/d' -e '/^Langue=/d' -e 's/^\[General\]$/&\nMinimiserBoutonX=1\nLangue=FRA/' "$CONF"
 start_pilvanor
 id=$(wait_window Pilvanor) || fail "the main window did not reappear"
-sleep 0.5
-geometry=$(xdotool getwindowgeometry "$id" | sed -n 's/.*Geometry: //p')
-[ "$geometry" = "600x500" ] || fail "size not restored: $geometry"
+poll 5 _geometry "$id" 600x500 || fail "size not restored: $(xdotool getwindowgeometry "$id")"
 shot pilvanor-fra.png
 xdotool windowactivate --sync "$id" key alt+F4
 wait_state "$id" Iconic || fail "the close box did not minimise"
@@ -75,11 +70,8 @@ start_pilvanor
 id=$(wait_window Pilvanor) || fail "the main window did not appear for a new user"
 break_settings
 xdotool windowactivate --sync "$id" key alt+F4
-for _ in $(seq 50); do
-    [ "$(xdotool search --onlyvisible --name '^Pilvanor$' | wc -l)" -ge 2 ] && break
-    sleep 0.1
-done
-[ "$(xdotool search --onlyvisible --name '^Pilvanor$' | wc -l)" -ge 2 ] || fail "no box said the settings are unwritable"
+two_named_pilvanor() { [ "$(xdotool search --onlyvisible --name '^Pilvanor$' | wc -l)" -ge 2 ]; }
+wait_for "no box said the settings are unwritable" 5 two_named_pilvanor
 kill -TERM "$PILVANOR_PID"
 wait_exit "$PILVANOR_PID" || fail "an open box kept the program alive after SIGTERM"
 echo "PASS desktop"

@@ -1,5 +1,6 @@
 # Helpers for driving the real program under its own X server. Sourced by the app tests.
 set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/../poll.sh"
 
 BIN_DIR=${1:?usage: $0 BIN_DIR}
 PILVANOR="$BIN_DIR/pilvanor"
@@ -48,8 +49,10 @@ start_x() {
     export QT_QPA_PLATFORM=xcb
     openbox >"$WORK/openbox.log" 2>&1 &
     PIDS+=($!)
-    sleep 0.5
+    wait_for "openbox did not start" 10 _wm_ready
 }
+
+_wm_ready() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; }
 
 start_pilvanor() {
     "$PILVANOR" >>"$WORK/pilvanor.log" 2>&1 &
@@ -87,47 +90,34 @@ start_pilvanor_in() {
 }
 
 # Waits for a visible top-level window of that exact name and prints its id.
-wait_window() {
-    local name=$1 i id
-    for i in $(seq 1 100); do
-        id=$(xdotool search --onlyvisible --name "^${name}\$" 2>/dev/null | head -n 1 || true)
-        if [ -n "$id" ]; then echo "$id"; return 0; fi
-        sleep 0.1
-    done
-    return 1
-}
+wait_window() { poll 10 _window "$1"; }
+_window() { xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | head -n 1 | grep .; }
 
 # Waits until no visible window has that name.
-wait_gone() {
-    local i
-    for i in $(seq 1 50); do
-        xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1 || return 0
-        sleep 0.1
-    done
-    return 1
-}
+wait_gone() { poll 5 _no_window "$1"; }
+_no_window() { ! xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1; }
 
 window_state() {
     xprop -id "$1" WM_STATE 2>/dev/null | sed -n 's/.*window state: //p'
 }
 
-wait_state() {
-    local id=$1 want=$2 i
-    for i in $(seq 1 50); do
-        [ "$(window_state "$id")" = "$want" ] && return 0
-        sleep 0.1
-    done
-    return 1
-}
+wait_state() { poll 5 _in_state "$1" "$2"; }
+_in_state() { [ "$(window_state "$1")" = "$2" ]; }
 
-wait_exit() {
-    local pid=$1 i
-    for i in $(seq 1 50); do
-        kill -0 "$pid" 2>/dev/null || return 0
-        sleep 0.1
-    done
-    return 1
+wait_exit() { poll 5 _ended "$1"; }
+_ended() { ! kill -0 "$1" 2>/dev/null; }
+
+# Visible windows of the display: a menu or a box that opens adds one.
+visible_windows() { xdotool search --onlyvisible --name '' 2>/dev/null | wc -l; }
+
+# Presses KEYS and waits until a window more shows (a menu opened).
+open_menu() {
+    local before
+    before=$(visible_windows)
+    xdotool key "$@"
+    wait_for "$* opened nothing" 5 _more_windows "$before"
 }
+_more_windows() { [ "$(visible_windows)" -gt "$1" ]; }
 
 setting() {
     sed -n "s/^$1=//p" "$CONF" 2>/dev/null | head -n 1
@@ -138,8 +128,33 @@ pv_history() {
     sed -n "/^\[$1Message\]/,/^\[/{/^[0-9]\{17\}=/p}" "$DATA" 2>/dev/null | cut -d= -f2-
 }
 
+# Only when pictures are asked for: the last paint is let through before the picture is taken.
 shot() {
     if [ -n "${PV_SCREENSHOT_DIR:-}" ] && command -v import >/dev/null; then
+        sleep 0.5
         import -window root "$PV_SCREENSHOT_DIR/$1"
     fi
+}
+
+_geometry() { [ "$(xdotool getwindowgeometry "$1" | sed -n 's/.*Geometry: //p')" = "$2" ]; }
+
+# True when no client holds the passive grab of Ctrl+Alt+M on the root window (a grab of our own would be refused).
+hot_key_free() {
+    python3 - <<'PY'
+import ctypes, sys
+x = ctypes.CDLL("libX11.so.6")
+x.XOpenDisplay.restype = ctypes.c_void_p
+for f, args in (("XDefaultRootWindow", [ctypes.c_void_p]), ("XKeysymToKeycode", [ctypes.c_void_p, ctypes.c_ulong]),
+                ("XGrabKey", [ctypes.c_void_p, ctypes.c_int, ctypes.c_uint, ctypes.c_ulong] + [ctypes.c_int] * 3),
+                ("XSync", [ctypes.c_void_p, ctypes.c_int])):
+    getattr(x, f).argtypes = args
+x.XDefaultRootWindow.restype = ctypes.c_ulong
+refused = []
+handler = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p)(lambda d, e: refused.append(1) or 0)
+x.XSetErrorHandler(handler)
+d = x.XOpenDisplay(None)
+x.XGrabKey(d, x.XKeysymToKeycode(d, 0x6D), 4 | 8, x.XDefaultRootWindow(d), 1, 1, 1)  # m, Control|Mod1
+x.XSync(d, 0)
+sys.exit(1 if refused else 0)
+PY
 }

@@ -22,32 +22,24 @@ send_from_h2() {
 
 start_pilvanor_in h1
 main_id=$(wait_window Pilvanor) || fail "the main window did not appear"
-xdotool windowactivate --sync "$main_id"
-sleep 0.3
 
 # Help > About.
 xdotool windowactivate --sync "$main_id"
-xdotool key alt+h
-sleep 0.3
+open_menu alt+h
 xdotool key a
 about_id=$(wait_window 'About Pilvanor') || fail "the About box did not open"
-sleep 0.5
 shot pilvanor-about.png
 xdotool windowactivate --sync "$about_id" key Return
 wait_gone 'About Pilvanor' || fail "OK did not close the About box"
 
 # File > Preferences; Ctrl+Tab walks the tabs.
-xdotool key alt+f
-sleep 0.3
+open_menu alt+f
 xdotool key p
-prefs_id=$(wait_window Preferences) || fail "the preferences did not open"
-sleep 0.5
+wait_window Preferences >/dev/null || fail "the preferences did not open"
 shot pilvanor-preferences-1.png
 xdotool key ctrl+Tab
-sleep 0.3
 shot pilvanor-preferences-2.png
 xdotool key ctrl+Tab
-sleep 0.3
 shot pilvanor-preferences-3.png
 
 # Alt+N reaches the sender name, whose text is then selected; blanks are refused and letters become upper case.
@@ -59,11 +51,8 @@ wait_gone Preferences || fail "OK did not close the preferences"
 grep -qx JEANPIERRE "$spool/names" || fail "the service's names: $(cat "$spool/names" 2>/dev/null)"
 
 send_from_h2 JEANPIERRE 'Hello Jean-Pierre' || fail "the message to the new name was not delivered"
-for _ in $(seq 1 50); do
-    [ -n "$(pv_history Incoming)" ] && break
-    sleep 0.1
-done
-[ "$(pv_history Incoming)" = 'ALICE|Hello Jean-Pierre' ] || fail "received history: $(pv_history Incoming)"
+incoming_is() { [ "$(pv_history Incoming)" = "$1" ]; }
+poll 5 incoming_is 'ALICE|Hello Jean-Pierre' || fail "received history: $(pv_history Incoming)"
 
 quit_pilvanor
 echo "PASS preferences end to end"

@@ -14,12 +14,8 @@ unset DBUS_SESSION_BUS_ADDRESS
 trayer --edge bottom --align right --widthtype percent --width 100 --height 24 --SetDockType true \
     --transparent true --alpha 0 --tint 0x3b4252 >"$WORK/trayer.log" 2>&1 &
 PIDS+=($!)
-for _ in $(seq 1 100); do
-    panel=$(xdotool search --onlyvisible --classname '^panel$' 2>/dev/null | head -n 1 || true)
-    [ -n "$panel" ] && break
-    sleep 0.1
-done
-[ -n "$panel" ] || fail "trayer's panel did not appear"
+panel_id() { xdotool search --onlyvisible --classname '^panel$' 2>/dev/null | head -n 1 | grep .; }
+panel=$(poll 10 panel_id) || fail "trayer's panel did not appear"
 # No tool tip may open under a pointer left over a window.
 xdotool mousemove 0 0
 
@@ -56,27 +52,15 @@ main_window() {
 start_pilvanor_in_h1() {
     sed -i "s/^AffichageMessage=.*/AffichageMessage=$1/" "$CONF"
     start_pilvanor_in h1
-    for _ in $(seq 1 100); do
-        MAIN_ID=$(main_window) && break
-        sleep 0.1
-    done
-    [ -n "$MAIN_ID" ] || fail "the main window did not appear"
-    for _ in $(seq 1 50); do
-        ICON_ID=$(xwininfo -tree -id "$panel" | awk '/\("pilvanor" "Pilvanor"\)/ { print $1; exit }')
-        [ -n "$ICON_ID" ] && break
-        sleep 0.1
-    done
-    [ -n "$ICON_ID" ] || fail "the tray icon is not in trayer's panel"
+    MAIN_ID=$(poll 10 main_window) || fail "the main window did not appear"
+    ICON_ID=$(poll 5 tray_icon) || fail "the tray icon is not in trayer's panel"
     wait_port h1 139
 }
 
-wait_incoming() {
-    for _ in $(seq 1 100); do
-        [ "$(pv_history Incoming | wc -l)" -ge "$1" ] && return 0
-        sleep 0.1
-    done
-    fail "received history after $1 messages: $(pv_history Incoming)"
-}
+tray_icon() { xwininfo -tree -id "$panel" | awk '/\("pilvanor" "Pilvanor"\)/ { print $1; exit }' | grep .; }
+
+wait_incoming() { poll 10 _incoming "$1" || fail "received history after $1 messages: $(pv_history Incoming)"; }
+_incoming() { [ "$(pv_history Incoming | wc -l)" -ge "$1" ]; }
 
 from_samba() {
     local out
@@ -93,41 +77,26 @@ count_windows() {
     xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | wc -l
 }
 
-wait_windows() {
-    for _ in $(seq 1 100); do
-        [ "$(count_windows "$1")" = "$2" ] && return 0
-        sleep 0.1
-    done
-    fail "$(count_windows "$1") windows '$1', expected $2"
-}
+wait_windows() { poll 10 _windows "$1" "$2" || fail "$(count_windows "$1") windows '$1', expected $2"; }
+_windows() { [ "$(count_windows "$1")" = "$2" ]; }
 
 # wait_icon TEST WANT: waits until the tray icon shows (WANT 1) or lacks (WANT 0) pixels that pass TEST, an fx
 # expression over r, g, b, on more than 2% of its area.
 blue='b>0.6&&r<0.4'
 red='r>0.7&&g<0.4&&b<0.4'
-wait_icon() {
-    local share
-    for _ in $(seq 1 30); do
-        import -window "$ICON_ID" "$WORK/icon.png"
-        share=$(convert "$WORK/icon.png" -fx "$1" -format '%[fx:mean]' info:)
-        [ "$(awk -v s="$share" 'BEGIN { print (s > 0.02) }')" = "$2" ] && return 0
-        sleep 0.1
-    done
-    fail "the tray icon: $share of its pixels pass $1, expected shown=$2"
+wait_icon() { poll 10 _icon "$1" "$2" || fail "the tray icon: $share of its pixels pass $1, expected shown=$2"; }
+_icon() {
+    import -window "$ICON_ID" "$WORK/icon.png"
+    share=$(convert "$WORK/icon.png" -fx "$1" -format '%[fx:mean]' info:)
+    [ "$(awk -v s="$share" 'BEGIN { print (s > 0.02) }')" = "$2" ]
 }
 
 mapped() {
     xwininfo -id "$1" 2>/dev/null | grep -q 'Map State: IsViewable'
 }
 
-wait_mapped() {
-    local id=$1 want=$2
-    for _ in $(seq 1 50); do
-        if mapped "$id"; then [ "$want" = 1 ] && return 0; else [ "$want" = 0 ] && return 0; fi
-        sleep 0.1
-    done
-    return 1
-}
+wait_mapped() { poll 5 _mapped_is "$1" "$2"; }
+_mapped_is() { if mapped "$1"; then [ "$2" = 1 ]; else [ "$2" = 0 ]; fi; }
 
 # geometry ID: left, top, width and height of a window on the screen.
 geometry() {
@@ -162,7 +131,6 @@ wait_incoming 1
 [ "$(pv_history Incoming)" = 'alice|Hello from Samba' ] || fail "received history: $(pv_history Incoming)"
 wait_windows 'New message' 1
 wait_icon "$red" 1
-sleep 0.5
 shot pilvanor-received.png
 from_pilvanor_send 'Hello from pilvanor-send'
 wait_incoming 2
@@ -199,14 +167,9 @@ wait_mapped "$MAIN_ID" 1 || fail "Ctrl+Alt+M did not bring the window back from 
 from_samba 'In a balloon'
 wait_incoming 5
 [ "$(pv_history Incoming | sed -n 5p)" = 'alice|In a balloon' ] || fail "received history: $(pv_history Incoming)"
-for _ in $(seq 1 50); do
-    balloon >/dev/null && break
-    sleep 0.1
-done
-balloon >/dev/null || fail "no balloon by the tray icon"
+poll 5 balloon >/dev/null || fail "no balloon by the tray icon"
 [ "$(count_windows 'New message')" = 0 ] || fail "a message window opened in the balloon mode"
 wait_icon "$red" 1
-sleep 0.3
 shot pilvanor-balloon.png
 # A double click on the icon shows the message the balloon told of.
 read -r ix iy _ < <(geometry "$ICON_ID")
@@ -217,11 +180,7 @@ wait_icon "$red" 0
 # Killed, the service comes back within seconds, and a message sent afterwards arrives.
 old_service=$(service_pid) || fail "no message service runs in h1"
 kill -KILL "$old_service"
-for _ in $(seq 1 100); do
-    service_pid "$old_service" >/dev/null && break
-    sleep 0.1
-done
-service_pid "$old_service" >/dev/null || fail "pilvanor did not start the message service again"
+poll 10 service_pid "$old_service" >/dev/null || fail "pilvanor did not start the message service again"
 wait_port h1 139
 from_pilvanor_send 'After the restart'
 wait_incoming 6

@@ -24,17 +24,13 @@ start_pilvanor_in_h1() {
     start_pilvanor_in h1
     MAIN_ID=$(wait_window Pilvanor) || fail "the main window did not appear"
     xdotool windowactivate --sync "$MAIN_ID"
-    sleep 0.3
 }
 
 # Each station is recorded once the earlier ones are: it may get its message before.
 wait_history() {
-    for _ in $(seq 1 50); do
-        [ "$(pv_history Outgoing)" = "$1" ] && return 0
-        sleep 0.1
-    done
-    fail "outgoing history: <$(pv_history Outgoing)>, expected <$1>"
+    poll 5 _history_is "$1" || fail "outgoing history: <$(pv_history Outgoing)>, expected <$1>"
 }
+_history_is() { [ "$(pv_history Outgoing)" = "$1" ]; }
 
 # Activation puts the focus in the message text; four steps back reach the recipient box.
 to_recipient() {
@@ -59,7 +55,6 @@ start_pilvanor_in_h1
 xdotool type --delay 20 'Hello group'
 to_recipient
 xdotool type --delay 20 'peerb,ghost,peerc'
-sleep 0.3
 shot pilvanor-send.png
 xdotool key Return
 group_id=$(wait_window 'Group send') || fail "the group send window did not appear"
@@ -69,7 +64,6 @@ wait_popups h3 1
 [ "$(popup_body h3 1)" = 'Hello group' ] || fail "PEERC's pop-up: <$(popup_body h3 1)>"
 # GHOST's failure did not stop the send to PEERC, and left no record.
 wait_history "$(printf '%s\n' "$IP_h2|Hello PEERB" 'PEERB|Hello group' 'PEERC|Hello group')"
-sleep 0.5
 shot pilvanor-group-send.png
 
 # Close has the focus once the send is over; the window keeps its place.

@@ -23,6 +23,7 @@ wait_state "$id" Normal || fail "the first instance did not come forward"
 new_home two
 start_pilvanor
 other=$PILVANOR_PID
-sleep 1
+two_windows() { [ "$(xdotool search --onlyvisible --name '^Pilvanor$' | wc -l)" -ge 2 ]; }
+poll 10 two_windows || fail "another user's instance showed no window"
 kill -0 "$other" || fail "another user's instance was refused"
 echo "PASS single instance"

@@ -1,6 +1,7 @@
 #include "TestFiles.h"
 
 #include "common/DataFile.h"
+#include "common/NetworkProbes.h"
 #include "common/Scrambling.h"
 #include "common/TextCodec.h"
 #include "engine/Envoi.h"
@@ -95,6 +96,9 @@ protected:
         gParametres() = Parametres {};
         gParametres().fichierLangue = QStringLiteral(PV_SOURCE_DIR "/lang/pv.ENG");
         gParametres().expediteur = QStringLiteral("ME");
+        // Not the defaults, so that a send reading a constant instead fails.
+        gParametres().delaiAttente = 1234;
+        gParametres().nbMessageMaxHistorique = 3;
         setHorlogeEssai(QDateTime(QDate(2004, 1, 2), QTime(3, 4, 5, 678)));
     }
 
@@ -160,7 +164,9 @@ TEST_F(EnvoiTest, ExpandsPlaceholdersInOrder)
         {"PC99", "%UserDescription%/%UserWorkstation%", "PC99/PC99"},
         {"PC12", "%Date%%Time%|%DateTime%|%Foo% 5% %", "2004/01/0203:04|2004/01/02 03:04|%Foo% 5% %"},
         {"PC12", "v%pvversion%", "v" + version},
+        {"PC12", "%myipaddress%/%MyIPAddress%", gObtenirAdresseIP() + '/' + gObtenirAdresseIP()},
     };
+    ASSERT_FALSE(gObtenirAdresseIP().isEmpty());
     for (const auto& [station, texte, attendu] : cas) {
         EXPECT_EQ(gRemplacerVariables(station, "192.0.2.9", texte), attendu);
     }
@@ -278,20 +284,31 @@ TEST_F(EnvoiTest, FailureAtSecondPartLeavesNoRecord)
 
 TEST_F(EnvoiTest, PingRules)
 {
-    // PingStationAvantEnvoi, station absent, text, pings made, text sent (nullptr: none).
-    const std::tuple<bool, bool, const char*, int, const char*> cas[] = {
-        {false, true, "ip=%useripaddress%", 1, "ip="}, // outcome ignored, address unknown
-        {false, false, "ip=%UserIPAddress%", 1, "ip=192.0.2.1"},
-        {false, true, "plain", 0, "plain"},
-        {true, true, "plain", 1, nullptr},
+    // PingStationAvantEnvoi, PC1 absent, stations, scrambled, text; stations pinged, texts sent (unscrambled),
+    // both sorted: the stations go concurrently.
+    const std::tuple<bool, bool, const char*, bool, const char*, const char*, const char*> cas[] = {
+        {false, true, " pc1 ", false, "ip=%useripaddress%", "PC1", "ip="}, // outcome ignored, address unknown
+        {false, false, "pc1", false, "ip=%UserIPAddress%", "PC1", "ip=192.0.2.1"},
+        {false, true, "pc1", false, "plain", "", "plain"},
+        {true, true, "pc1", false, "plain", "PC1", ""},
+        {false, false, "pc1,pc2", false, "ip=%UserIPAddress%", "PC1,PC2", "ip=192.0.2.1,ip=192.0.2.1"},
+        // The test is made on what was stored for the last station: scrambled, it hides the placeholder.
+        {false, false, "pc1,pc2", true, "ip=%UserIPAddress%", "PC1", "ip=,ip=192.0.2.1"},
     };
-    for (const auto& [pingAvantEnvoi, absent, texte, pings, envoye] : cas) {
+    for (const auto& [pingAvantEnvoi, absent, stations, crypter, texte, pings, envoyes] : cas) {
+        SCOPED_TRACE(testing::Message() << stations << ' ' << texte << ' ' << crypter);
         m_reseau.absents = absent ? QSet<QString> {"PC1"} : QSet<QString> {};
         gParametres().pingStationAvantEnvoi = pingAvantEnvoi;
-        const QStringList journal = envoyer(tape(" pc1 ", texte));
-        EXPECT_EQ(m_reseau.pings.size(), pings) << texte;
-        EXPECT_EQ(m_reseau.textes, envoye ? QStringList {envoye} : QStringList {}) << texte;
-        EXPECT_EQ(journal.value(0).endsWith("|1"), !envoye) << texte;
+        const QStringList journal = envoyer(tape(stations, texte, crypter));
+        QStringList textes;
+        for (const QString& t : m_reseau.textes) {
+            textes.append(gTexteLisible(t));
+        }
+        m_reseau.pings.sort();
+        textes.sort();
+        EXPECT_EQ(m_reseau.pings.join(','), pings);
+        EXPECT_EQ(textes.join(','), envoyes);
+        EXPECT_EQ(journal.value(0).endsWith("|1"), !*envoyes);
     }
 }
 
@@ -304,6 +321,10 @@ TEST_F(EnvoiTest, SeveralStationsReportAsAGroup)
                            "fin Sending finished (2004-01-02 03:04:05)",
                            "termine 1 1"}));
     EXPECT_EQ(enregistrements(), QStringList({"20040102030405678 PC1|hi", "20040102030405679 PC2|hi"}));
+    // The history keeps the newest NbMessageMaxHistorique records.
+    envoyer(tape("pc1,pc2,pc3,pc4,pc5", "hi"));
+    EXPECT_EQ(enregistrements(),
+              QStringList({"20040102030405680 PC3|hi", "20040102030405681 PC4|hi", "20040102030405682 PC5|hi"}));
 
     // A chosen group takes its members as stored; a chosen user its record's station.
     gParametres().afficherStationAvecNomIP = true;
@@ -346,15 +367,11 @@ TEST_F(EnvoiTest, AnInvalidSenderNameIsSaidPlainly)
 {
     for (const char* expediteur : {"ABCDEFGHIJKLMNOP", "A*B"}) {
         gParametres().expediteur = expediteur;
-        EXPECT_EQ(envoyer(tape("pc1,*", "hi")).mid(1, 2),
-                  QStringList({QStringLiteral("PC1|PC1|87|The sender name %1 cannot be a station name: it may hold "
-                                              "15 characters at most, none of them \\ / : * ? \" < > |. Change it "
-                                              "in the preferences.|1")
-                                   .arg(expediteur),
-                               QStringLiteral("WORK*|WORK*|87|The sender name %1 cannot be a station name: it may "
-                                              "hold 15 characters at most, none of them \\ / : * ? \" < > |. Change "
-                                              "it in the preferences.|1")
-                                   .arg(expediteur)}));
+        const QString texte
+            = QStringLiteral("|87|The sender name %1 cannot be a station name: it may hold 15 characters "
+                             "at most, none of them \\ / : * ? \" < > |. Change it in the preferences.|1")
+                  .arg(expediteur);
+        EXPECT_EQ(envoyer(tape("pc1,*", "hi")).mid(1, 2), QStringList({"PC1|PC1" + texte, "WORK*|WORK*" + texte}));
         EXPECT_TRUE(m_reseau.envois.isEmpty());
     }
     gParametres().expediteur = "ABCDEFGHIJKLMNO";

@@ -2,6 +2,7 @@
 # Sourced by each test; the first argument of a test is the bin dir of the build.
 # Every namespace, daemon and file of a run carries the run's PID and goes away on exit.
 set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/../poll.sh"
 
 BIN_DIR=${1:-}
 PV_TAG="pv$$"
@@ -336,13 +337,9 @@ messages() {
 
 # wait_messages H COUNT [SECONDS]: waits until H's smbd has delivered COUNT messages.
 wait_messages() {
-    local h=$1 count=$2 limit=${3:-10} i
-    for i in $(seq 1 $((limit * 20))); do
-        [ "$(messages "$h" | wc -l)" -ge "$count" ] && return 0
-        sleep 0.05
-    done
-    fail "$h received $(messages "$h" | wc -l) messages, expected $count"
+    poll "${3:-10}" _has_messages "$1" "$2" || fail "$1 received $(messages "$1" | wc -l) messages, expected $2"
 }
+_has_messages() { [ "$(messages "$1" | wc -l)" -ge "$2" ]; }
 
 # message_text H I: the text of H's I-th message (1 = first).
 message_text() {
@@ -370,13 +367,8 @@ popup_body() {
 }
 
 # wait_popups H COUNT: waits until H's spool holds COUNT pop-ups.
-wait_popups() {
-    for _ in $(seq 1 100); do
-        [ "$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | wc -l)" -ge "$2" ] && return 0
-        sleep 0.05
-    done
-    fail "$1 has fewer than $2 pop-ups"
-}
+wait_popups() { poll 5 _has_popups "$1" "$2" || fail "$1 has fewer than $2 pop-ups"; }
+_has_popups() { [ "$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' 2>/dev/null | wc -l)" -ge "$2" ]; }
 
 # The machine's host name, which the namespaces share: the NetBIOS computer name of every service.
 machine_name() {

@@ -191,28 +191,98 @@ private Q_SLOTS:
         }
     }
 
-    void searchStartsOverAfterAMiss()
+    void nextFindsEachHitThenStartsOver_data()
     {
-        store(SectionMessageRecu, "20040101000000000", "PC1|a dog");
-        store(SectionMessageRecu, "20040102000000000", "PC1|a cat");
-        frmMessage w(TypeFenetre::HistoriqueRecu);
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("texts");   // the history, oldest first, ";" between
+        QTest::addColumn<QString>("presses"); // what is typed before each press of Next ("": nothing), ";" between
+        QTest::addColumn<QString>("found");   // the text shown and where the hit starts, or "end" for the box
+        QTest::newRow("one message, overlapping") << 0 << "xaaaa"
+                                                  << "aa;;;;"
+                                                  << "xaaaa@2;xaaaa@3;xaaaa@4;end;xaaaa@2";
+        QTest::newRow("history, then older") << 1 << "aa b;xaaaa"
+                                             << "aA;;;;"
+                                             << "xaaaa@2;xaaaa@3;xaaaa@4;aa b@1;end";
+        QTest::newRow("another word starts over") << 1 << "a dog;a cat"
+                                                  << "zzz;dog;;"
+                                                  << "end;a dog@3;end;a dog@3";
+    }
+
+    void nextFindsEachHitThenStartsOver()
+    {
+        QFETCH(int, type);
+        QFETCH(QString, texts);
+        QFETCH(QString, presses);
+        QFETCH(QString, found);
+        const QStringList t = texts.split(';');
+        for (int i = 0; i < t.size(); ++i) {
+            store(SectionMessageRecu, QString("2004010%1000000000").arg(i + 1), "PC1|" + t[i]);
+        }
+        frmMessage w(static_cast<TypeFenetre>(type));
+        w.mstrMessage = t.last();
         QVERIFY(w.mCharger());
         w.show();
         w.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&w));
         w.cmdRechercher->click();
         QTRY_VERIFY(w.txtTexteRecherche->hasFocus());
-        // Typed text ("": the same as before), what Next shows ("": the end box).
-        for (const auto& [typed, shown] : {std::pair {"zzz", ""}, {"dog", "a dog"}, {"", ""}, {"", "a dog"}}) {
-            if (*typed) {
+        QStringList seen;
+        for (const QString& typed : presses.split(';')) {
+            if (!typed.isEmpty()) {
                 w.txtTexteRecherche->clear();
                 QTest::keyClicks(w.txtTexteRecherche, typed);
             }
             w.cmdRechercherTexte->click();
+            const QTextCursor c = w.txtMessage->textCursor();
             const bool box = m_fixture.takeBoxes().size() == 1;
-            QCOMPARE(box ? QString() : w.txtMessage->textCursor().selectedText(), QString(*shown ? "dog" : ""));
-            QCOMPARE(box ? QString() : w.txtMessage->toPlainText(), QString(shown));
+            QVERIFY(box || c.selectedText().compare(w.txtTexteRecherche->text(), Qt::CaseInsensitive) == 0);
+            seen.append(box ? "end" : w.txtMessage->toPlainText() + '@' + QString::number(c.selectionStart() + 1));
         }
+        QCOMPARE(seen.join(';'), found);
+    }
+
+    void replyHandsOverAndClosesUnlessBrowsing_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<int>("messages");  // in the history, PC1 the oldest
+        QTest::addColumn<bool>("withText"); // chkAjouterMessageReponse, where it shows
+        QTest::addColumn<QString>("call");  // what mRepondre gets: station|text|prefix flag
+        QTest::addColumn<bool>("closes");
+        QTest::newRow("new message") << 0 << 0 << true << "PC7|Hi\r\nyou|1" << true;
+        QTest::newRow("new message, no text") << 0 << 0 << false << "PC7||1" << true;
+        QTest::newRow("received, browsing") << 1 << 2 << true << "PC2|Hi\r\nyou|1" << false;
+        QTest::newRow("received, the only one") << 1 << 1 << false << "PC1||1" << true;
+        QTest::newRow("sent: resent as it was") << 2 << 2 << true << "PC2|Hi\r\nyou|0" << false;
+    }
+
+    void replyHandsOverAndClosesUnlessBrowsing()
+    {
+        QFETCH(int, type);
+        QFETCH(int, messages);
+        QFETCH(bool, withText);
+        QFETCH(QString, call);
+        QFETCH(bool, closes);
+        for (int i = 1; i <= messages; ++i) {
+            store(type == 2 ? SectionMessageEnvoye : SectionMessageRecu,
+                  QString("2004010%1000000000").arg(i),
+                  QString("PC%1|Hi¶you").arg(i));
+        }
+        frmMessage w(static_cast<TypeFenetre>(type));
+        w.setAttribute(Qt::WA_DeleteOnClose, false);
+        w.mstrExpediteur = "PC7";
+        w.mstrMessage = "Hi\r\nyou";
+        QVERIFY(w.mCharger());
+        w.show();
+        if (w.chkAjouterMessageReponse->isVisible()) {
+            w.chkAjouterMessageReponse->setChecked(withText);
+        }
+        QStringList calls;
+        w.mRepondre = [&calls](const QString& station, const QString& texte, bool prefixe) {
+            calls.append(station + '|' + texte + '|' + QString::number(prefixe));
+        };
+        w.cmdRepondre->click();
+        QCOMPARE(calls, QStringList {call});
+        QCOMPARE(!w.isVisible(), closes);
     }
 
     void deleteAsksThenSelectsTheSameLine()
