@@ -80,14 +80,6 @@ frmRechercherUtilisateur::frmRechercherUtilisateur(QWidget* parent)
     mettreAJourControles();
 }
 
-frmRechercherUtilisateur::~frmRechercherUtilisateur()
-{
-    if (m_enCours) {
-        // The listing's answer will find nobody.
-        QApplication::restoreOverrideCursor();
-    }
-}
-
 void frmRechercherUtilisateur::showEvent(QShowEvent* event)
 {
     if (!m_place) {
@@ -110,20 +102,19 @@ void frmRechercherUtilisateur::mettreAJourControles()
     const bool principal = chkDomainePrincipal->isChecked();
     lblNomDomaine->setEnabled(!principal);
     txtNomDomaine->setEnabled(!principal);
-    cmdRechercher->setEnabled(!m_enCours && (principal || !txtNomDomaine->text().isEmpty()));
+    cmdRechercher->setEnabled(!m_attente && (principal || !txtNomDomaine->text().isEmpty()));
 }
 
 void frmRechercherUtilisateur::rechercher()
 {
-    if (m_enCours) {
+    if (m_attente) {
         return;
     }
     const QString groupe = gDomaineRecherche(chkDomainePrincipal->isChecked(), txtNomDomaine->text());
     lstStation->clear();
     cmdAjouter->setEnabled(false);
-    m_enCours = true;
+    m_attente.emplace();
     mettreAJourControles();
-    QApplication::setOverrideCursor(Qt::WaitCursor);
     // The listing waits on the network for a while: the window keeps painting meanwhile.
     gListerStationsAsync(
         this, groupe, mListerStations, [this](const QStringList& stations) { afficherStations(stations); });
@@ -132,8 +123,7 @@ void frmRechercherUtilisateur::rechercher()
 void frmRechercherUtilisateur::afficherStations(const QStringList& stations)
 {
     lstStation->addItems(stations);
-    m_enCours = false;
-    QApplication::restoreOverrideCursor();
+    m_attente.reset();
     mettreAJourControles();
     if (!stations.isEmpty()) {
         lstStation->setFocus();
