@@ -69,7 +69,7 @@ frmRechercherUtilisateur::frmRechercherUtilisateur(QWidget* parent)
     connect(cmdRechercher, &QPushButton::clicked, this, &frmRechercherUtilisateur::rechercher);
     connect(cmdAjouter, &QPushButton::clicked, this, &frmRechercherUtilisateur::ajouter);
     connect(cmdAnnuler, &QPushButton::clicked, this, [this] {
-        mstrListeStation.clear();
+        m_listeStation.clear();
         reject();
     });
     connect(lstStation, &QListWidget::itemDoubleClicked, this, &frmRechercherUtilisateur::ajouter);
@@ -142,7 +142,7 @@ void frmRechercherUtilisateur::ajouter()
     if (stations.isEmpty()) {
         return;
     }
-    mstrListeStation = stations.join(QLatin1Char('|'));
+    m_listeStation = stations.join(QLatin1Char('|'));
     accept();
 }
 

@@ -24,7 +24,7 @@ public:
     explicit frmRechercherUtilisateur(QWidget* parent = nullptr);
 
     // The chosen stations joined by "|", in list order; "" when cancelled.
-    QString mstrListeStation;
+    const QString& listeStation() const { return m_listeStation; }
     // How the stations are listed; tests give their own.
     FonctionListeStations mListerStations = gListeStationsReseau();
     bool rechercheEnCours() const { return m_attente.has_value(); }
@@ -52,6 +52,7 @@ private:
     void afficherStations(const QStringList& stations);
     void ajouter();
 
+    QString m_listeStation;
     std::optional<CurseurAttente> m_attente; // while the listing runs
     bool m_place = false;
 };

@@ -35,7 +35,7 @@ QString rechercherDomaine(QWidget* proprietaire)
 {
     frmRechercherUtilisateur recherche(proprietaire);
     recherche.exec();
-    return recherche.mstrListeStation;
+    return recherche.listeStation();
 }
 
 } // namespace
