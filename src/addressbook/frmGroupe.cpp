@@ -5,6 +5,7 @@
 #include "addressbook/frmUtilisateur.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
+#include "common/CurseurAttente.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "engine/Settings.h"
@@ -96,9 +97,8 @@ frmGroupe::frmGroupe(QWidget* parent)
     connect(cmdEnlever, &QPushButton::clicked, this, &frmGroupe::enlever);
     connect(cmdUtilisateur, &QPushButton::clicked, this, [this] {
         const QString stations = mChoisirUtilisateurs ? mChoisirUtilisateurs(this) : choisirUtilisateurs(this);
-        QApplication::setOverrideCursor(Qt::WaitCursor);
+        const CurseurAttente attente;
         ajouterMembres(stations);
-        QApplication::restoreOverrideCursor();
     });
     connect(cmdImporter, &QPushButton::clicked, this, [this] {
         frmUtilisateur utilisateurs(this);

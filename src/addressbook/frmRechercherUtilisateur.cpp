@@ -69,7 +69,7 @@ frmRechercherUtilisateur::frmRechercherUtilisateur(QWidget* parent)
     connect(cmdRechercher, &QPushButton::clicked, this, &frmRechercherUtilisateur::rechercher);
     connect(cmdAjouter, &QPushButton::clicked, this, &frmRechercherUtilisateur::ajouter);
     connect(cmdAnnuler, &QPushButton::clicked, this, [this] {
-        mstrListeStation.clear();
+        m_listeStation.clear();
         reject();
     });
     connect(lstStation, &QListWidget::itemDoubleClicked, this, &frmRechercherUtilisateur::ajouter);
@@ -78,14 +78,6 @@ frmRechercherUtilisateur::frmRechercherUtilisateur(QWidget* parent)
     resize(380, 420);
     gAfficherLibelle(gParametres().fichierLangue, this);
     mettreAJourControles();
-}
-
-frmRechercherUtilisateur::~frmRechercherUtilisateur()
-{
-    if (m_enCours) {
-        // The listing's answer will find nobody.
-        QApplication::restoreOverrideCursor();
-    }
 }
 
 void frmRechercherUtilisateur::showEvent(QShowEvent* event)
@@ -110,20 +102,19 @@ void frmRechercherUtilisateur::mettreAJourControles()
     const bool principal = chkDomainePrincipal->isChecked();
     lblNomDomaine->setEnabled(!principal);
     txtNomDomaine->setEnabled(!principal);
-    cmdRechercher->setEnabled(!m_enCours && (principal || !txtNomDomaine->text().isEmpty()));
+    cmdRechercher->setEnabled(!m_attente && (principal || !txtNomDomaine->text().isEmpty()));
 }
 
 void frmRechercherUtilisateur::rechercher()
 {
-    if (m_enCours) {
+    if (m_attente) {
         return;
     }
     const QString groupe = gDomaineRecherche(chkDomainePrincipal->isChecked(), txtNomDomaine->text());
     lstStation->clear();
     cmdAjouter->setEnabled(false);
-    m_enCours = true;
+    m_attente.emplace();
     mettreAJourControles();
-    QApplication::setOverrideCursor(Qt::WaitCursor);
     // The listing waits on the network for a while: the window keeps painting meanwhile.
     gListerStationsAsync(
         this, groupe, mListerStations, [this](const QStringList& stations) { afficherStations(stations); });
@@ -132,8 +123,7 @@ void frmRechercherUtilisateur::rechercher()
 void frmRechercherUtilisateur::afficherStations(const QStringList& stations)
 {
     lstStation->addItems(stations);
-    m_enCours = false;
-    QApplication::restoreOverrideCursor();
+    m_attente.reset();
     mettreAJourControles();
     if (!stations.isEmpty()) {
         lstStation->setFocus();
@@ -152,7 +142,7 @@ void frmRechercherUtilisateur::ajouter()
     if (stations.isEmpty()) {
         return;
     }
-    mstrListeStation = stations.join(QLatin1Char('|'));
+    m_listeStation = stations.join(QLatin1Char('|'));
     accept();
 }
 

@@ -1,8 +1,11 @@
 #pragma once
 
 #include "addressbook/RechercheDomaine.h"
+#include "common/CurseurAttente.h"
 
 #include <QDialog>
+
+#include <optional>
 
 class QCheckBox;
 class QLabel;
@@ -19,13 +22,12 @@ class frmRechercherUtilisateur : public QDialog
 
 public:
     explicit frmRechercherUtilisateur(QWidget* parent = nullptr);
-    ~frmRechercherUtilisateur() override;
 
     // The chosen stations joined by "|", in list order; "" when cancelled.
-    QString mstrListeStation;
+    const QString& listeStation() const { return m_listeStation; }
     // How the stations are listed; tests give their own.
     FonctionListeStations mListerStations = gListeStationsReseau();
-    bool rechercheEnCours() const { return m_enCours; }
+    bool rechercheEnCours() const { return m_attente.has_value(); }
 
     QCheckBox* chkDomainePrincipal;
     QLabel* lblNomDomaine;
@@ -50,7 +52,8 @@ private:
     void afficherStations(const QStringList& stations);
     void ajouter();
 
-    bool m_enCours = false;
+    QString m_listeStation;
+    std::optional<CurseurAttente> m_attente; // while the listing runs
     bool m_place = false;
 };
 

@@ -5,6 +5,7 @@
 #include "addressbook/frmRechercherUtilisateur.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
+#include "common/CurseurAttente.h"
 #include "common/Dialogues.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
@@ -34,7 +35,7 @@ QString rechercherDomaine(QWidget* proprietaire)
 {
     frmRechercherUtilisateur recherche(proprietaire);
     recherche.exec();
-    return recherche.mstrListeStation;
+    return recherche.listeStation();
 }
 
 } // namespace
@@ -272,21 +273,19 @@ QString frmUtilisateur::mImporterUtilisateur(QWidget* proprietaire, bool importe
     if (chemin.isEmpty()) {
         return QString();
     }
-    QApplication::setOverrideCursor(Qt::WaitCursor);
     ResultatImport resultat;
     try {
+        const CurseurAttente attente;
         resultat = gImporterUtilisateurs(chemin);
+        tableModifiee();
+        if (!pblnImporterDansGroupe) {
+            remplirListe();
+        }
     } catch (const std::exception& e) {
-        QApplication::restoreOverrideCursor();
         gMessageBox(
             langue(), QStringLiteral("ErreurImportation"), MsgStyle::Exclamation, {QString::fromUtf8(e.what())});
         return QString();
     }
-    tableModifiee();
-    if (!pblnImporterDansGroupe) {
-        remplirListe();
-    }
-    QApplication::restoreOverrideCursor();
     if (resultat.lignesIgnorees > 0) {
         gMessageBox(langue(),
                     QStringLiteral("LignesSansStationIgnorees"),
@@ -320,18 +319,15 @@ void frmUtilisateur::rechercher()
     if (stations.isEmpty()) {
         return;
     }
-    QApplication::setOverrideCursor(Qt::WaitCursor);
     try {
+        const CurseurAttente attente;
         gAjouterStations(stations);
+        tableModifiee();
+        remplirListe(stations.first());
+        lstUtilisateur->setFocus();
     } catch (const std::exception& e) {
-        QApplication::restoreOverrideCursor();
         signalerEchecEcriture(e);
-        return;
     }
-    tableModifiee();
-    remplirListe(stations.first());
-    lstUtilisateur->setFocus();
-    QApplication::restoreOverrideCursor();
 }
 
 } // namespace pv

@@ -494,10 +494,10 @@ void IniFile::update(const std::function<void(IniDocument&)>& edit)
         ::unlink(tmpl.constData());
         fail(QStringLiteral("Cannot write"), m_path, err);
     }
-    // The rename is durable only once the folder is synced.
+    // The rename is durable only once the folder is synced: until then a crash may bring the old file back.
     Fd dirFd(::open(QFile::encodeName(dir).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (dirFd.get() >= 0) {
-        ::fsync(dirFd.get());
+    if (dirFd.get() < 0 || ::fsync(dirFd.get()) != 0) {
+        fail(QStringLiteral("Cannot write"), m_path, errno);
     }
 }
 

@@ -160,6 +160,7 @@ struct IssueStation
     QString adresse; // from the ping
     bool joignable = true;
     int code = 0;
+    QString raison; // the transport's account of a failure
 };
 
 // The stations of a group are pinged and sent to concurrently, at most StationsSimultaneesMax at once and begun in
@@ -365,8 +366,10 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
                 }
             }
             for (const QString& t : textes) {
-                issue.code = transport(station, p.expediteur, demande.crypter ? gTexteCrypte(t) : t);
+                IssueTransport envoye = transport(station, p.expediteur, demande.crypter ? gTexteCrypte(t) : t);
+                issue.code = envoye.code;
                 if (issue.code != 0) {
+                    issue.raison = std::move(envoye.raison);
                     break;
                 }
             }
@@ -433,6 +436,11 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
                 r.texte = !issue->joignable   ? texte("StationInexistante", {station})
                           : !expediteurValide ? texte("ExpediteurInvalide", {p.expediteur})
                                               : texteEchec(r.code, station);
+                // One code stands for many causes (a refused connection and an unknown name are both 2273):
+                // the transport's account says which.
+                if (!issue->raison.isEmpty() && s.langueExiste) {
+                    r.texte += QLatin1Char(' ') + texte("RaisonEchecEnvoi", {issue->raison});
+                }
                 r.echec = true;
                 succes = false;
             }
@@ -465,7 +473,9 @@ bool EnvoiMessage::Impl::executer(const DemandeEnvoi& demande, const Instantane&
 EnvoiMessage::EnvoiMessage(QObject* parent)
     : EnvoiMessage(
         [](const QString& station, const QString& expediteur, const QString& texte) {
-            return netMessageBufferSend(SendOptions {}, stdText(station), stdText(expediteur), stdText(texte)).code();
+            const Status envoye
+                = netMessageBufferSend(SendOptions {}, stdText(station), stdText(expediteur), stdText(texte));
+            return IssueTransport(envoye.code(), qtext(envoye.errorText()));
         },
         [](const QString& station, QString* adresse, int delaiMs) { return gPingStation(station, adresse, delaiMs); },
         parent)

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace pv {
 
@@ -32,12 +33,26 @@ struct ResultatStation
     QString station;   // as sent to
     QString affichage; // as shown in the group window (description and station when the setting asks for it)
     int code = 0;      // the transport's result; -1 when a ping found nobody
-    QString texte;     // "MessageEnvoyeAvecSucces" (one station: and " (date time)"), or the failure text
+    QString texte;     // "MessageEnvoyeAvecSucces" (one station: and " (date time)"), or the failure text and why
     bool echec = false;
 };
 
+// What the transport answered: its result code and, on a failure, why in its own words.
+struct IssueTransport
+{
+    // Implicit: a transport that knows no more than a code gives just that.
+    IssueTransport(int code = 0, QString raison = {})
+        : code(code)
+        , raison(std::move(raison))
+    {
+    }
+    int code;
+    QString raison;
+};
+
 // The transport and the ping, as the send sees them; tests and benchmarks give their own.
-using FonctionTransport = std::function<int(const QString& station, const QString& expediteur, const QString& texte)>;
+using FonctionTransport
+    = std::function<IssueTransport(const QString& station, const QString& expediteur, const QString& texte)>;
 using FonctionPing = std::function<bool(const QString& station, QString* adresse, int delaiMs)>;
 
 // mEnvoyerMessage, run off the window thread so that the window keeps painting; its reports arrive as signals, in

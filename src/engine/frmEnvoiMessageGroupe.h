@@ -18,7 +18,7 @@ public:
 
     // Clears the lines and shows the window; Close waits for mTerminerEnvoi.
     void mDebuterEnvoi();
-    // A line; an empty station makes a heading or closing line that carries its text alone. pintCouleur is a
+    // A line; an empty station makes a heading or closing line that carries its text alone. plngCouleurStatut is a
     // Windows colour (red in the low byte), -1 for the default colour.
     void mAjouterUtilisateurListe(const QString& pstrStation, const QString& pstrStatut, int plngCouleurStatut = -1);
     void mTerminerEnvoi();

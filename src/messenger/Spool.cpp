@@ -139,7 +139,7 @@ std::optional<ArrivalTime> ArrivalTime::fromIsoText(std::string_view text)
     }
     if (zone.size() == 6 && (zone[0] == '+' || zone[0] == '-') && zone[3] == ':') {
         const auto oh = digits(zone, 1, 2), om = digits(zone, 4, 2);
-        if (!oh || !om) {
+        if (!oh || !om || *oh > 23 || *om > 59) { // a wider offset could not be written back
             return std::nullopt;
         }
         const int offset = (zone[0] == '-' ? -1 : 1) * (*oh * 3600 + *om * 60);
@@ -158,7 +158,8 @@ std::optional<ArrivalTime> ArrivalTime::fromIsoText(std::string_view text)
     fields.tm_sec = *s;
     fields.tm_isdst = -1;
     const time_t t = ::mktime(&fields);
-    return ArrivalTime {floor<milliseconds>(system_clock::from_time_t(t)) + milliseconds(ms), int(fields.tm_gmtoff)};
+    // Not system_clock::from_time_t: its nanoseconds hold only the years 1678 to 2262.
+    return ArrivalTime {sys_seconds(seconds(t)) + milliseconds(ms), int(fields.tm_gmtoff)};
 }
 
 std::string ArrivalTime::headerText() const

@@ -2,6 +2,7 @@
 #include "common/MessengerText.h"
 
 #include "common/Controles.h"
+#include "common/CurseurAttente.h"
 #include "common/ErrorReport.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
@@ -70,7 +71,6 @@ frmConfigurationCapture::~frmConfigurationCapture()
 {
     if (m_envoi.joinable()) {
         m_envoi.join();
-        QApplication::restoreOverrideCursor();
     }
 }
 
@@ -94,7 +94,7 @@ void frmConfigurationCapture::cmdDebuter_Click()
     if (station.isEmpty() || envoiEnCours()) {
         return;
     }
-    QApplication::setOverrideCursor(Qt::WaitCursor);
+    m_attente.emplace();
     const int delai = gParametres().delaiAttente;
     // Off the window thread: the ping and the send may each take seconds.
     m_envoi = std::thread([this, station, delai] {
@@ -108,7 +108,7 @@ void frmConfigurationCapture::cmdDebuter_Click()
 void frmConfigurationCapture::envoiTermine(const QString& station, int code)
 {
     m_envoi.join();
-    QApplication::restoreOverrideCursor();
+    m_attente.reset();
     mettreAJourDebuter();
     if (code != 0) {
         const MessageEchec echec = gMessageEchecEnvoiTest(code, station);
@@ -124,11 +124,9 @@ bool frmConfigurationCapture::mObtenirInfoFenetreMessenger()
     const QString langue = gParametres().fichierLangue;
     bool appris = false;
     try {
-        QApplication::setOverrideCursor(Qt::WaitCursor);
+        const CurseurAttente attente;
         appris = gApprendreFenetreMessenger(PopupSpool(stdText(dossierSpool)));
-        QApplication::restoreOverrideCursor();
     } catch (const std::exception& e) {
-        QApplication::restoreOverrideCursor();
         gRapportErreur(QStringLiteral("frmConfigurationCapture.mObtenirInfoFenetreMessenger"), e);
         return false;
     }

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "common/CurseurAttente.h"
+
 #include <QDialog>
 
 #include <atomic>
+#include <optional>
 #include <thread>
 
 class QLabel;
@@ -48,6 +51,7 @@ private:
     void mettreAJourDebuter();
 
     std::thread m_envoi;
+    std::optional<CurseurAttente> m_attente; // while the test message is on its way
 };
 
 } // namespace pv

@@ -2,6 +2,7 @@
 #include "common/MessengerText.h"
 
 #include "common/Controles.h"
+#include "common/CurseurAttente.h"
 #include "common/Dialogues.h"
 #include "common/ErrorReport.h"
 #include "common/Fenetres.h"
@@ -487,15 +488,14 @@ void frmPreference::cmdConfigurerCapture_Click()
 
 void frmPreference::mEnregistrerPreference()
 {
-    bool attente = false;
     try {
         Preferences p = preferences();
-        QApplication::setOverrideCursor(Qt::WaitCursor);
-        attente = true;
-        const std::optional<QString> echecAlias
-            = gEnregistrerPreferences(p, QCoreApplication::applicationFilePath(), qtext(PopupSpool::defaultFolder()));
-        QApplication::restoreOverrideCursor();
-        attente = false;
+        std::optional<QString> echecAlias;
+        {
+            const CurseurAttente attente;
+            echecAlias = gEnregistrerPreferences(
+                p, QCoreApplication::applicationFilePath(), qtext(PopupSpool::defaultFolder()));
+        }
         chkMinimiserSysTray->setChecked(p.minimiserSysTray);
         if (echecAlias) {
             gMessageBox(gParametres().fichierLangue,
@@ -504,9 +504,6 @@ void frmPreference::mEnregistrerPreference()
                         {p.expediteur, *echecAlias});
         }
     } catch (const std::exception& e) {
-        if (attente) {
-            QApplication::restoreOverrideCursor();
-        }
         gRapportErreur(QStringLiteral("frmPreference.mEnregistrerPreference"), e);
     }
 }

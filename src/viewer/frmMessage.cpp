@@ -174,7 +174,7 @@ bool frmMessage::mCharger()
     switch (mintTypeFenetre) {
     case TypeFenetre::NouveauMessage:
         if (!mNouveauxMessages.isEmpty()) {
-            mHistorique = std::exchange(mNouveauxMessages, {});
+            m_historique = std::exchange(mNouveauxMessages, {});
             mChargerListeUtilisateurDateHeure();
         } else if (gParametres().affichageMessage == AffichageMessage::UneSeuleFenetre
                    && mObtenirHistoriqueMessage(mstrDateHeurePremierMessage) > 0) {
@@ -235,22 +235,22 @@ bool frmMessage::mCharger()
         mAfficherMessage();
         break;
     }
-    mblnCharge = true;
+    m_charge = true;
     gRestaurerPositionFenetre(this, gClePositionFenetreMessage(mintTypeFenetre));
     return true;
 }
 
 int frmMessage::mObtenirHistoriqueMessage(const QString& pstrDateHeurePremierMessage)
 {
-    mHistorique = gObtenirHistoriqueMessage(mintTypeFenetre, pstrDateHeurePremierMessage);
-    return int(mHistorique.size());
+    m_historique = gObtenirHistoriqueMessage(mintTypeFenetre, pstrDateHeurePremierMessage);
+    return int(m_historique.size());
 }
 
 void frmMessage::mChargerListeUtilisateurDateHeure()
 {
     const QSignalBlocker bloque(cboUtilisateur);
     cboUtilisateur->clear();
-    cboUtilisateur->addItems(gLignesChoix(mHistorique));
+    cboUtilisateur->addItems(gLignesChoix(m_historique));
     cboUtilisateur->setCurrentIndex(0);
     mChoisirLigne(0);
 }
@@ -258,7 +258,7 @@ void frmMessage::mChargerListeUtilisateurDateHeure()
 void frmMessage::mAjouterMessages(const QList<EntreeHistorique>& entrees)
 {
     // Only the new lines go in: a backlog comes in batches, and the list must not be built again for each.
-    mHistorique.append(entrees);
+    m_historique.append(entrees);
     const QSignalBlocker bloque(cboUtilisateur);
     cboUtilisateur->insertItems(0, gLignesChoix(entrees));
     cboUtilisateur->show();
@@ -269,10 +269,10 @@ void frmMessage::mAjouterMessages(const QList<EntreeHistorique>& entrees)
 void frmMessage::mChoisirLigne(int ligne)
 {
     const int index = gIndexEntree(cboUtilisateur->count(), ligne);
-    if (index < 0 || index >= mHistorique.size()) {
+    if (index < 0 || index >= m_historique.size()) {
         return;
     }
-    const EntreeHistorique& e = mHistorique.at(index);
+    const EntreeHistorique& e = m_historique.at(index);
     mstrExpediteur = e.station;
     mstrDateHeure = gFormaterDateHeureCle(e.cle);
     mstrMessage = e.texte;
@@ -371,7 +371,7 @@ void frmMessage::mRecommencerRecherche()
 
 void frmMessage::optDepartRecherche_Click(int index)
 {
-    mintIndexMessageRecherche = index == 1 ? int(mHistorique.size()) - 1
+    mintIndexMessageRecherche = index == 1 ? int(m_historique.size()) - 1
                                            : gIndexEntree(cboUtilisateur->count(), cboUtilisateur->currentIndex());
     mintPosTexteRecherche = 1;
 }
@@ -382,7 +382,7 @@ void frmMessage::cmdRechercherTexte_Click()
     const bool unSeul = mintTypeFenetre == TypeFenetre::NouveauMessage;
     const auto trouve
         = unSeul ? gRechercherTexte({EntreeHistorique {{}, {}, mstrMessage}}, texte, 0, mintPosTexteRecherche)
-                 : gRechercherTexte(mHistorique, texte, mintIndexMessageRecherche, mintPosTexteRecherche);
+                 : gRechercherTexte(m_historique, texte, mintIndexMessageRecherche, mintPosTexteRecherche);
     if (!trouve) {
         // The next press starts over rather than finding nothing forever.
         mintPosTexteRecherche = 1;
@@ -394,7 +394,7 @@ void frmMessage::cmdRechercherTexte_Click()
     }
     if (!unSeul) {
         // Choosing the line shows the entry and resets the position.
-        const int ligne = int(mHistorique.size()) - trouve->index - 1;
+        const int ligne = int(m_historique.size()) - trouve->index - 1;
         if (cboUtilisateur->currentIndex() != ligne) {
             cboUtilisateur->setCurrentIndex(ligne);
         } else {
@@ -417,12 +417,12 @@ void frmMessage::cmdSupprimer_Click()
     const int nbLignes = cboUtilisateur->count();
     const int ligne = cboUtilisateur->currentIndex();
     const int index = gIndexEntree(nbLignes, ligne);
-    if (index < 0 || index >= mHistorique.size()) {
+    if (index < 0 || index >= m_historique.size()) {
         return;
     }
     const bool envoye = gHistoriqueEnvoye(mintTypeFenetre);
     try {
-        gSupprimerEntreeHistorique(envoye, mHistorique.at(index).cle);
+        gSupprimerEntreeHistorique(envoye, m_historique.at(index).cle);
     } catch (const std::exception& e) {
         gSignalerEchecEcriture(gFichierDonnees(), QString::fromLocal8Bit(e.what()));
         return;
@@ -486,7 +486,7 @@ void frmMessage::keyPressEvent(QKeyEvent* event)
 
 void frmMessage::closeEvent(QCloseEvent* event)
 {
-    if (mblnCharge) {
+    if (m_charge) {
         gEnregistrerPositionFenetre(this, gClePositionFenetreMessage(mintTypeFenetre));
     }
     event->accept();

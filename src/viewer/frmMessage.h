@@ -43,7 +43,7 @@ public:
     void mAjouterMessages(const QList<EntreeHistorique>& entrees);
 
     TypeFenetre typeFenetre() const { return mintTypeFenetre; }
-    const QList<EntreeHistorique>& historique() const { return mHistorique; }
+    const QList<EntreeHistorique>& historique() const { return m_historique; }
 
     // Given by the creator before mCharger.
     QString mstrExpediteur;
@@ -113,8 +113,8 @@ private:
     void txtMessage_MenuContextuel(const QPoint& position);
 
     TypeFenetre mintTypeFenetre;
-    QList<EntreeHistorique> mHistorique;
-    bool mblnCharge = false;
+    QList<EntreeHistorique> m_historique;
+    bool m_charge = false;
     QString m_cleAffichee; // history key of the shown message
     QString m_cleDouteuse; // the message whose peer is not its sender's
 };

@@ -275,7 +275,7 @@ private Q_SLOTS:
         w.lstStation->item(1)->setSelected(true);
         w.lstStation->item(0)->setSelected(true);
         w.cmdAjouter->click();
-        QCOMPARE(w.mstrListeStation, "PEERB|PEERC");
+        QCOMPARE(w.listeStation(), "PEERB|PEERC");
         qunsetenv("PILVANOR_SMB_CONF");
     }
 

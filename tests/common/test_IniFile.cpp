@@ -4,11 +4,13 @@
 #include "common/IniFile.h"
 #include "common/TextCodec.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <linux/capability.h>
 #include <sys/stat.h>
@@ -178,6 +180,23 @@ TEST(IniFile, UnreadableFileIsNeverReplaced)
     }
     ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), 0600), 0);
     EXPECT_EQ(readAll(path), before);
+
+    // A folder that takes the new file but cannot be opened to sync it: the write is not durable and says so.
+    const QString closed = dir.filePath("closed");
+    ASSERT_TRUE(QDir().mkpath(closed));
+    ASSERT_EQ(::chmod(QFile::encodeName(closed).constData(), 0300), 0);
+    {
+        AsPlainOwner guard;
+        try {
+            IniFile(closed + "/Pilvanor.conf").writeString("S", "k", "v");
+            ADD_FAILURE() << "a write whose folder was not synced went through";
+        } catch (const Error& e) {
+            EXPECT_EQ(e.text(), "Cannot write " + closed + "/Pilvanor.conf: " + strerror(EACCES));
+            EXPECT_EQ(e.number(), EACCES);
+        }
+    }
+    ASSERT_EQ(::chmod(QFile::encodeName(closed).constData(), 0700), 0);
+    EXPECT_EQ(readAll(closed + "/Pilvanor.conf"), "[S]\nk=v\n") << "the sync failed, not the write";
 
     // Something else in the file's place is no file to read either; a missing file is.
     IniFile folder(dir.path());

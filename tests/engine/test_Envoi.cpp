@@ -28,6 +28,7 @@ struct Reseau
     std::mutex verrou;
     QSet<QString> absents;
     QHash<QString, QList<int>> codes;  // per part; missing: delivered
+    QHash<QString, QString> raisons;   // the transport's account, with whatever code
     QStringList pings, envois, textes; // envois: station|sender|text
     std::atomic<int> actifs {0}, maxActifs {0};
 
@@ -59,7 +60,7 @@ struct Reseau
             const auto partie = std::ranges::count_if(envois, [&](auto& e) { return e.startsWith(station + '|'); });
             envois.append(station + '|' + expediteur + '|' + texte);
             textes.append(texte);
-            return codes.value(station).value(partie, 0);
+            return IssueTransport(codes.value(station).value(partie, 0), raisons.value(station));
         };
     }
 };
@@ -270,6 +271,24 @@ TEST_F(EnvoiTest, MapsEveryResultCode)
                                QStringLiteral("termine %1 0").arg(code == 0)}));
         EXPECT_TRUE(m_reseau.pings.isEmpty());
         EXPECT_EQ(enregistrements().size(), code == 0 ? 1 : 0) << code;
+    }
+}
+
+// A code stands for many causes: the transport's account follows the text, in the chosen language.
+TEST_F(EnvoiTest, FailureKeepsTheTransportsReason)
+{
+    const std::tuple<int, const char*, const char*> cas[] = {
+        {2273, "pv.ENG", "The station PC1 cannot be found or does not answer. Cause: connect: refused."},
+        {2136, "pv.ENG", "General network error occurred. Cause: connect: refused."},
+        {2273, "pv.FRA", "La station PC1 est introuvable ou ne répond pas. Cause : connect: refused."},
+        {0, "pv.ENG", "Message sent successfully (2004-01-02 03:04:05)"},
+    };
+    m_reseau.raisons["PC1"] = "connect: refused";
+    for (const auto& [code, langue, texte] : cas) {
+        gParametres().fichierLangue = QStringLiteral(PV_SOURCE_DIR "/lang/") + langue;
+        m_reseau.codes["PC1"] = {code};
+        EXPECT_EQ(envoyer(tape("pc1", "x")).value(0),
+                  QStringLiteral("PC1|PC1|%1|%2|%3").arg(code).arg(QString::fromUtf8(texte)).arg(code != 0));
     }
 }
 

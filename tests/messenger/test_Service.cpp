@@ -8,8 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <thread>
 
 namespace pv {
@@ -211,12 +214,23 @@ TEST(PopupSpool, ArrivalTimesAreReadInEveryForm)
         {"2026-02-30T08:15:00Z", std::nullopt},
         {"2026-11-21T24:00:00Z", std::nullopt},
         {"2026-11-21T08:15:00+1", std::nullopt},
+        {"2026-11-21T08:15:00+24:00", std::nullopt},
+        {"2026-11-21T08:15:00+01:60", std::nullopt},
+        {"2026-11-21T09:15:00.250", ArrivalTime {utc + 250ms, 3600}}, // local, in the zone set below
+        {"0155-03-29T01:30:00", ArrivalTime {sys_days(155y / March / 29) + 30min, 3600}},
+        {"9999-12-31T23:59:59", ArrivalTime {sys_days(9999y / December / 31) + 22h + 59min + 59s, 3600}},
         {"2026-11-21 08:15:00Z", std::nullopt},
         {"", std::nullopt},
     };
+    const char* before = std::getenv("TZ");
+    const std::optional<std::string> zone = before != nullptr ? std::optional<std::string>(before) : std::nullopt;
+    ::setenv("TZ", "<+01>-1", 1); // one hour east all year, so that local times have one answer
+    ::tzset();
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(ArrivalTime::fromIsoText(text), expected) << text;
     }
+    zone ? ::setenv("TZ", zone->c_str(), 1) : ::unsetenv("TZ");
+    ::tzset();
     EXPECT_EQ(ArrivalTime({utc, -9000}).isoText(), "2026-11-21T05:45:00.000-02:30");
     EXPECT_EQ(ArrivalTime({utc, -9000}).headerText(), "21/11/2026 05:45:00");
 }

@@ -92,7 +92,7 @@ TEST(SessionFrame, SaysHowManyBytesAStreamStillNeeds)
     EXPECT_EQ(sessionBytesNeeded(hex("00 01 FF FF"), kSessionMaxLength).value(), kSessionMaxLength);
 }
 
-// The numbers as protocol.md §7 gives them, not our constants: a wrong constant fails here.
+// The numbers of the result table in docs/send.md, not our constants: a wrong constant fails here.
 TEST(ResultCodes, MapsSmbErrorsAndNegativeSessions)
 {
     using S = SmbStatus;
