@@ -1,12 +1,12 @@
 #include "addressbook/frmGroupe.h"
 
 #include "addressbook/CarnetAdresses.h"
-#include "addressbook/Saisie.h"
 #include "addressbook/frmUtilisateur.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/Saisie.h"
 #include "engine/Settings.h"
 
 #include <QApplication>

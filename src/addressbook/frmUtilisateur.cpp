@@ -1,13 +1,13 @@
 #include "addressbook/frmUtilisateur.h"
 
 #include "addressbook/CarnetAdresses.h"
-#include "addressbook/Saisie.h"
 #include "addressbook/frmRechercherUtilisateur.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
 #include "common/Dialogues.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/Saisie.h"
 
 #include <QApplication>
 #include <QCheckBox>
