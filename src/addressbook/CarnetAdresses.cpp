@@ -3,6 +3,7 @@
 #include "common/Error.h"
 #include "common/IniFile.h"
 #include "common/TextCodec.h"
+#include "common/TexteSaisi.h"
 
 #include <QFile>
 
@@ -50,18 +51,6 @@ QChar gCaractereInterditCle(const QString& nom, const char* interdits)
 {
     const QChar c = gCaractereInterdit(nom, interdits);
     return c.isNull() ? iniKeyFault(nom) : c;
-}
-
-QString gFiltrerNomStation(const QString& saisie)
-{
-    QString out;
-    out.reserve(saisie.size());
-    for (const QChar c : saisie) {
-        if (!c.isSpace()) {
-            out.append(c.toUpper());
-        }
-    }
-    return out;
 }
 
 std::optional<Refus> gVerifierUtilisateur(const SaisieUtilisateur& saisie,
@@ -264,9 +253,7 @@ QString gCleMessagePredefini(const QDateTime& moment)
 QString gEnregistrerMessagePredefini(const QString& cleChargee, const QString& texte, const QDateTime& moment)
 {
     QString cle = cleChargee.isEmpty() ? gCleMessagePredefini(moment) : cleChargee;
-    QString crlf = texte;
-    crlf.replace(QStringLiteral("\r\n"), QStringLiteral("\n")).replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
-    donnees().writeString(MessagesPredefinis, cle, gEncoderTexte(crlf));
+    donnees().writeString(MessagesPredefinis, cle, gEncoderTexte(gEnCRLF(texte)));
     return cle;
 }
 

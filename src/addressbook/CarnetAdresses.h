@@ -33,9 +33,6 @@ QChar gCaractereInterdit(const QString& texte, const char* interdits);
 // back, such as a "#" or ";" in front.
 QChar gCaractereInterditCle(const QString& nom, const char* interdits);
 
-// What a station box keeps of typed or pasted text: blanks dropped, the rest upper-cased.
-QString gFiltrerNomStation(const QString& saisie);
-
 // ---- Users ----
 
 struct SaisieUtilisateur

@@ -1,13 +1,13 @@
 #include "addressbook/frmGroupe.h"
 
 #include "addressbook/CarnetAdresses.h"
-#include "addressbook/Saisie.h"
 #include "addressbook/frmUtilisateur.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
 #include "common/CurseurAttente.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/Saisie.h"
 #include "engine/Settings.h"
 
 #include <QApplication>

@@ -1,12 +1,13 @@
 #include "addressbook/frmMessagePredefini.h"
 
 #include "addressbook/CarnetAdresses.h"
-#include "addressbook/Saisie.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
 #include "common/Fenetres.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/Saisie.h"
+#include "common/TexteSaisi.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
 
@@ -64,8 +65,8 @@ frmMessagePredefini::frmMessagePredefini(QWidget* parent)
             continue;
         }
         // A menu array: the items share the name and carry their position.
-        QAction* item = mnuCaracteresSpeciaux->addAction(QString::fromUtf8(libelles[i]));
-        item->setObjectName(QStringLiteral("mnuCaractereSpecial"));
+        QAction* item
+            = gNommer(mnuCaracteresSpeciaux->addAction(QString::fromUtf8(libelles[i])), "mnuCaractereSpecial");
         item->setProperty("index", i);
         mnuCaractereSpecial.append(item);
         connect(item, &QAction::triggered, this, [this, texte = caracteres.value(i)] {
@@ -136,7 +137,7 @@ void frmMessagePredefini::modifier()
         return;
     }
     const QListWidgetItem* item = lstMessagePredefini->item(ligne);
-    txtMessage->setPlainText(gDecoderTexte(item->text()).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+    txtMessage->setPlainText(gEnLF(gDecoderTexte(item->text())));
     m_cleChargee = item->data(Qt::UserRole).toString();
     ouvrirCadre(false, txtMessage);
 }

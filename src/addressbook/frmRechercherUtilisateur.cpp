@@ -1,9 +1,9 @@
 #include "addressbook/frmRechercherUtilisateur.h"
 
-#include "addressbook/Saisie.h"
 #include "common/Controles.h"
 #include "common/Fenetres.h"
 #include "common/LabelApplier.h"
+#include "common/Saisie.h"
 #include "engine/Settings.h"
 
 #include <QApplication>

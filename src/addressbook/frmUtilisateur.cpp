@@ -1,7 +1,6 @@
 #include "addressbook/frmUtilisateur.h"
 
 #include "addressbook/CarnetAdresses.h"
-#include "addressbook/Saisie.h"
 #include "addressbook/frmRechercherUtilisateur.h"
 #include "common/CadreEdition.h"
 #include "common/Controles.h"
@@ -9,6 +8,7 @@
 #include "common/Dialogues.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/Saisie.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -3,7 +3,7 @@
 #include "common/DataFile.h"
 #include "common/Fenetres.h"
 #include "common/Language.h"
-#include "engine/Settings.h"
+#include "common/Parametres.h"
 
 #include <QAbstractItemModel>
 #include <QAbstractItemView>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QObject>
 #include <QString>
 
 #include <utility>
@@ -8,13 +9,20 @@ class QWidget;
 
 namespace pv {
 
-// A control whose objectName is its name, so that the language file reaches it.
+// Names an object made elsewhere (a menu from addMenu, a timer, an action): its objectName is its name, so that
+// the language file and the tests reach it.
+template<typename T>
+T* gNommer(T* objet, const char* nom)
+{
+    objet->setObjectName(QLatin1String(nom));
+    return objet;
+}
+
+// A control whose objectName is its name.
 template<typename T, typename... Args>
 T* gCreerControle(QWidget* parent, const char* nom, Args&&... args)
 {
-    auto* c = new T(std::forward<Args>(args)..., parent);
-    c->setObjectName(QLatin1String(nom));
-    return c;
+    return gNommer(new T(std::forward<Args>(args)..., parent), nom);
 }
 
 } // namespace pv

@@ -2,7 +2,7 @@
 
 #include "common/Fenetres.h"
 #include "common/Language.h"
-#include "engine/Settings.h"
+#include "common/Parametres.h"
 
 #include <QColorDialog>
 #include <QFileDialog>
@@ -28,11 +28,6 @@ Reponses& reponses()
 {
     static Reponses r;
     return r;
-}
-
-QString texte(const QString& cle)
-{
-    return gMessageTexte(gParametres().fichierLangue, cle);
 }
 
 } // namespace
@@ -84,8 +79,8 @@ QString gFiltreQt(const QString& filtre)
 
 QString gOuvrirFichier(QWidget* parent, const QString& cleFiltre, const QString& cleTitre, const QString& dossierDepart)
 {
-    const QString titre = texte(cleTitre);
-    const QString filtre = gFiltreQt(texte(cleFiltre));
+    const QString titre = gTexteMessage(cleTitre);
+    const QString filtre = gFiltreQt(gTexteMessage(cleFiltre));
     if (reponses().fichier) {
         return reponses().fichier(titre, filtre);
     }

@@ -1,6 +1,6 @@
 #include "common/Fenetres.h"
 
-#include "engine/Settings.h"
+#include "common/Parametres.h"
 
 #include <QApplication>
 #include <QScreen>

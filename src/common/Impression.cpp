@@ -1,14 +1,27 @@
 #include "common/Impression.h"
 
-#include "viewer/PageImpression.h"
-
 #include <QFontMetrics>
 #include <QPainter>
 #include <QPrinter>
 #include <QRegularExpression>
 #include <QTextLayout>
 
+#include <algorithm>
+
 namespace pv {
+
+namespace {
+
+// The printable width less one inch, in whole widths of one "_"; never negative.
+int longueurRegle(int largeurImprimable, int unPouce, int largeurTrait)
+{
+    if (largeurTrait <= 0) {
+        return 0;
+    }
+    return std::max(0, (largeurImprimable - unPouce) / largeurTrait);
+}
+
+} // namespace
 
 QFont gPoliceImpression()
 {
@@ -19,9 +32,9 @@ QFont gPoliceImpression()
 
 int gLongueurRegle(QPrinter& imprimante, const QFont& police)
 {
-    return pv::gLongueurRegle(imprimante.width(),
-                              imprimante.resolution(),
-                              QFontMetrics(police, &imprimante).horizontalAdvance(QLatin1Char('_')));
+    return longueurRegle(imprimante.width(),
+                         imprimante.resolution(),
+                         QFontMetrics(police, &imprimante).horizontalAdvance(QLatin1Char('_')));
 }
 
 bool gImprimerTexte(QPrinter& imprimante, const QString& texte, const QFont& police)

@@ -1,6 +1,8 @@
 #include "common/Language.h"
 
 #include "common/IniFile.h"
+#include "common/Parametres.h"
+#include "common/TexteSaisi.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -40,8 +42,7 @@ int safeResult(int style)
 
 int writeToStderr(const QString& text, int style, const QString& title)
 {
-    QString shown = text.left(text.indexOf(QChar(0)));
-    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    const QString shown = gEnLF(text.left(text.indexOf(QChar(0))));
     std::fprintf(stderr, "%s: %s\n", title.toLocal8Bit().constData(), shown.toLocal8Bit().constData());
     return safeResult(style);
 }
@@ -113,6 +114,11 @@ QVariant gMessage(const QString& file, const QString& key, int style, const QStr
 QString gMessageTexte(const QString& file, const QString& key, const QStringList& fields)
 {
     return gMessage(file, key, MsgStyle::ReturnText, fields).toString();
+}
+
+QString gTexteMessage(const QString& key, const QStringList& fields)
+{
+    return gMessageTexte(gParametres().fichierLangue, key, fields);
 }
 
 int gMessageBox(const QString& file, const QString& key, int style, const QStringList& fields)

@@ -72,6 +72,8 @@ bool gFichierLangueExiste(const QString& file);
 QVariant gMessage(const QString& file, const QString& key, int style, const QStringList& fields = {});
 QString gMessageTexte(const QString& file, const QString& key, const QStringList& fields = {});
 int gMessageBox(const QString& file, const QString& key, int style, const QStringList& fields = {});
+// The text of a key in the language file the settings name.
+QString gTexteMessage(const QString& key, const QStringList& fields = {});
 
 // Qt's own texts (standard buttons, file and font dialogs) in the language of a language file "pv.XXX", whose
 // suffix is an ISO 639 code ("FRA" gives qtbase_fr from Qt's translations folder). Replaces the ones loaded before;

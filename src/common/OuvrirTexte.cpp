@@ -2,8 +2,8 @@
 
 #include "common/EditeurTexte.h"
 #include "common/Language.h"
+#include "common/Parametres.h"
 #include "common/Paths.h"
-#include "engine/Settings.h"
 
 #include <QDesktopServices>
 #include <QDir>

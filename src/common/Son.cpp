@@ -1,6 +1,6 @@
 #include "common/Son.h"
 
-#include "engine/Settings.h"
+#include "common/Parametres.h"
 
 #include <QFileInfo>
 

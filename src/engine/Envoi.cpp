@@ -7,6 +7,7 @@
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
 #include "common/Scrambling.h"
+#include "common/TexteSaisi.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
 #include "messenger/Transport.h"
@@ -48,9 +49,7 @@ QString dateHeure(const QDateTime& moment)
 // The contract says CR LF; a lone CR or LF would break the history's one-line records.
 QString sautsCrLf(const QString& texte)
 {
-    QString t = texte;
-    t.replace(SautLigne, QStringLiteral("\n")).replace(QLatin1Char('\r'), QLatin1Char('\n'));
-    return t.replace(QLatin1Char('\n'), SautLigne);
+    return gEnCRLF(gEnLF(texte).replace(QLatin1Char('\r'), QLatin1Char('\n')));
 }
 
 // The signature goes above the first quoted line of a reply, else below the text.
@@ -141,7 +140,7 @@ QStringList listerStations(const DestinataireChoisi& d, const Instantane& s)
             }
         }
     } else {
-        brut = d.texte.toUpper().split(QLatin1Char(','));
+        return gStationsTapees(d.texte);
     }
     QStringList stations;
     for (const QString& b : brut) {

@@ -1,5 +1,6 @@
 #include "engine/frmEnvoiMessageGroupe.h"
 
+#include "common/Controles.h"
 #include "common/Fenetres.h"
 #include "common/LabelApplier.h"
 #include "engine/Settings.h"
@@ -27,8 +28,7 @@ frmEnvoiMessageGroupe::frmEnvoiMessageGroupe(QWidget* parent)
     setWindowTitle(QStringLiteral("Envoi de groupe"));
     setWindowIcon(QIcon(QStringLiteral(":/icons/pilvanor.png")));
 
-    lstUtilisateur = new QTreeWidget(this);
-    lstUtilisateur->setObjectName(QStringLiteral("lstUtilisateur"));
+    lstUtilisateur = gCreerControle<QTreeWidget>(this, "lstUtilisateur");
     lstUtilisateur->setColumnCount(2);
     lstUtilisateur->setHeaderLabels({QStringLiteral("Destinataire"), QStringLiteral("Statut")});
     lstUtilisateur->setRootIsDecorated(false);
@@ -37,8 +37,7 @@ frmEnvoiMessageGroupe::frmEnvoiMessageGroupe(QWidget* parent)
     lstUtilisateur->setColumnWidth(0, 180);
     lstUtilisateur->header()->setStretchLastSection(true);
 
-    cmdFermer = new QPushButton(QStringLiteral("&Fermer"), this);
-    cmdFermer->setObjectName(QStringLiteral("cmdFermer"));
+    cmdFermer = gCreerControle<QPushButton>(this, "cmdFermer", QStringLiteral("&Fermer"));
     // Enter closes the report once the send is over, as in a dialog.
     cmdFermer->setAutoDefault(true);
     connect(cmdFermer, &QPushButton::clicked, this, &QWidget::close);

@@ -3,6 +3,7 @@
 #include "common/DataFile.h"
 #include "common/IniFile.h"
 #include "common/Language.h"
+#include "common/TexteSaisi.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
 
@@ -87,8 +88,7 @@ std::variant<RappelPrepare, RefusRappel> gPreparerRappel(const SaisieRappel& sai
         return RefusRappel {ChampRappel::Message, "MessageObligatoire"};
     }
     // Edits give bare line feeds; the record keeps one "¶" per line break.
-    QString message = saisie.message;
-    message.replace(QLatin1String("\r\n"), QLatin1String("\n")).replace(QLatin1Char('\n'), QLatin1String("\r\n"));
+    const QString message = gEnCRLF(saisie.message);
 
     RappelPrepare r;
     r.cle = saisie.cle.isEmpty() ? maintenant.toString(QStringLiteral("yyyyMMddHHmmss")) : saisie.cle;

@@ -1,5 +1,6 @@
 #include "reminders/SpinDureeRappel.h"
 
+#include "common/Controles.h"
 #include "reminders/Rappels.h"
 
 #include <QLineEdit>
@@ -16,7 +17,7 @@ constexpr int ChiffresMax = 4;
 SpinDureeRappel::SpinDureeRappel(QWidget* parent)
     : QAbstractSpinBox(parent)
 {
-    lineEdit()->setObjectName(QStringLiteral("txtDureeRepetitionRappel"));
+    gNommer(lineEdit(), "txtDureeRepetitionRappel");
     lineEdit()->setMaxLength(ChiffresMax);
     setTexte(QStringLiteral("1"));
     connect(lineEdit(), &QLineEdit::textChanged, this, [this](const QString& texte) {

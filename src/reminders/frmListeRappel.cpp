@@ -7,6 +7,8 @@
 #include "common/Fenetres.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
+#include "common/Saisie.h"
+#include "common/TexteSaisi.h"
 #include "engine/Placeholders.h"
 #include "engine/Settings.h"
 
@@ -29,11 +31,6 @@ namespace pv {
 namespace {
 
 const QString ClePosition = QStringLiteral("PositionTailleFenetreMAJRappel");
-
-QString texteMessage(const char* cle)
-{
-    return gMessageTexte(gParametres().fichierLangue, QLatin1String(cle));
-}
 
 } // namespace
 
@@ -66,7 +63,7 @@ frmListeRappel::frmListeRappel(QWidget* parent)
     lblPlanification = gCreerControle<QLabel>(fraRappel, "lblPlanification", QStringLiteral("Planification"));
     cboPlanification = gCreerControle<QComboBox>(fraRappel, "cboPlanification");
     for (const char* cle : ClesPlanification) {
-        cboPlanification->addItem(texteMessage(cle));
+        cboPlanification->addItem(gTexteMessage(cle));
     }
     lblHeure = gCreerControle<QLabel>(fraRappel, "lblHeure", QStringLiteral("Heure"));
     txtHeure = gCreerControle<QTimeEdit>(fraRappel, "txtHeure");
@@ -79,12 +76,13 @@ frmListeRappel::frmListeRappel(QWidget* parent)
     lstJour = gCreerControle<QListWidget>(fraRappel, "lstJour");
     lstJour->setSelectionMode(QAbstractItemView::MultiSelection);
     for (const char* cle : ClesJour) {
-        lstJour->addItem(texteMessage(cle));
+        lstJour->addItem(gTexteMessage(cle));
     }
     // All seven days in view, no scrolling.
     lstJour->setFixedHeight(lstJour->sizeHintForRow(0) * lstJour->count() + 2 * lstJour->frameWidth() + 2);
     lblMessage = gCreerControle<QLabel>(fraRappel, "lblMessage", QStringLiteral("Message"));
     txtMessage = gCreerControle<QPlainTextEdit>(fraRappel, "txtMessage");
+    gSelectionnerAuFocus(txtMessage);
     txtMessage->setTabChangesFocus(true);
     cmdOK = gCreerControle<QPushButton>(fraRappel, "cmdOK", QStringLiteral("OK"));
     cmdAnnuler = gCreerControle<QPushButton>(fraRappel, "cmdAnnuler", QStringLiteral("A&nnuler"));
@@ -247,7 +245,7 @@ void frmListeRappel::cmdModifier_Click()
             }
         }
     }
-    txtMessage->setPlainText(gDecoderTexte(l.message).replace(QLatin1String("\r\n"), QLatin1String("\n")));
+    txtMessage->setPlainText(gEnLF(gDecoderTexte(l.message)));
     m_cleModifiee = l.cle;
     m_edition->ouvrir(false, cboPlanification);
 }

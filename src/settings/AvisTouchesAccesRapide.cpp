@@ -1,5 +1,6 @@
 #include "settings/AvisTouchesAccesRapide.h"
 
+#include "common/Controles.h"
 #include "common/Language.h"
 #include "engine/RaccourciPortail.h"
 
@@ -13,8 +14,7 @@ QLabel* gCreerAvisTouchesAccesRapide(QWidget* parent, const QString& fichierLang
     if (!gSessionWayland() || RaccourciPortail().disponible()) {
         return nullptr;
     }
-    auto* avis = new QLabel(parent);
-    avis->setObjectName(QStringLiteral("lblAvisTouchesAccesRapide"));
+    auto* avis = gCreerControle<QLabel>(parent, "lblAvisTouchesAccesRapide");
     avis->setProperty("sansLibelle", true);
     avis->setWordWrap(true);
     avis->setAlignment(Qt::AlignLeft | Qt::AlignTop);

@@ -6,11 +6,13 @@
 #include "common/Error.h"
 #include "common/IniFile.h"
 #include "common/Language.h"
+#include "common/TexteSaisi.h"
 #include "engine/Settings.h"
 #include "messenger/Names.h"
 #include "messenger/Transport.h"
 
 #include <QDir>
+#include <QHash>
 
 #include <utility>
 
@@ -230,44 +232,45 @@ std::optional<QString> gEnregistrerPreferences(Preferences& p, const QString& pr
     if (p.affichageMessage != 0 && p.affichageMessage != 1) {
         p.minimiserSysTray = true;
     }
-    QString signature = p.signature;
-    signature.replace(QStringLiteral("\r\n"), QStringLiteral("\n")).replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
-    const QString nbMessages
-        = gValeurNombreInitial(p.nbMessageMaxHistorique) > 0 ? p.nbMessageMaxHistorique : QStringLiteral("50");
+    auto defaut = [](const char* cle) {
+        return gDefautReglage(*gTrouverReglage(QLatin1String(SectionGeneral), QLatin1String(cle)));
+    };
     // A combination is kept only with its key; modifiers alone are no hot key.
     const HotKey touches = p.touchesAccesRapide.virtualKey != 0 ? p.touchesAccesRapide : HotKey {};
+    const QHash<QString, QString> valeurs = {
+        {QStringLiteral("Langue"), p.langue},
+        {QStringLiteral("TouchesAccesRapide"), hotKeyText(touches)},
+        {QStringLiteral("PoliceMessage"), p.policeMessage},
+        {QStringLiteral("DemarrerMinimise"), gTexteIndicateur(p.demarrerMinimise)},
+        {QStringLiteral("MinimiserSysTray"), gTexteIndicateur(p.minimiserSysTray)},
+        {QStringLiteral("MinimiserBoutonX"), gTexteIndicateur(p.minimiserBoutonX)},
+        {QStringLiteral("AfficherStationAvecNomIP"), gTexteIndicateur(p.afficherStationAvecNomIP)},
+        {QStringLiteral("GarderPositionTailleFenetre"), gTexteIndicateur(p.garderPositionTailleFenetre)},
+        {QStringLiteral("JouerFichierSon"), gTexteIndicateur(p.jouerFichierSon)},
+        {QStringLiteral("FichierSon"), p.fichierSon},
+        {QStringLiteral("CapturerMessage"), gTexteIndicateur(p.capturerMessage)},
+        {QStringLiteral("AffichageMessage"), QString::number(p.affichageMessage)},
+        {QStringLiteral("MinimiserApresEnvoi"), gTexteIndicateur(p.minimiserApresEnvoi)},
+        {QStringLiteral("EffacerMessageApresEnvoi"), gTexteIndicateur(p.effacerMessageApresEnvoi)},
+        {QStringLiteral("PingStationAvantEnvoi"), gTexteIndicateur(p.pingStationAvantEnvoi)},
+        {QStringLiteral("DelaiAttente"), texteOuDefaut(p.delaiAttente, defaut("DelaiAttente"))},
+        {QStringLiteral("Expediteur"), texteOuDefaut(p.expediteur, defaut("Expediteur"))},
+        {QStringLiteral("CaractereDevantReponseExpediteur"), p.caractereDevantReponseExpediteur},
+        {QStringLiteral("NbMessageMaxHistorique"),
+         gValeurNombreInitial(p.nbMessageMaxHistorique) > 0 ? p.nbMessageMaxHistorique
+                                                            : defaut("NbMessageMaxHistorique")},
+        {QStringLiteral("AjouterAutomatiquement"), gTexteIndicateur(p.ajouterSignature)},
+        {QStringLiteral("Texte"), gEncoderTexte(gEnCRLF(p.signature))},
+    };
 
     // One atomic write; keys new to the store go in the order the program has always saved them.
-    const QList<std::pair<const char*, QString>> general = {
-        {"Langue", p.langue},
-        {"TouchesAccesRapide", hotKeyText(touches)},
-        {"PoliceMessage", p.policeMessage},
-        {"DemarrerMinimise", gTexteIndicateur(p.demarrerMinimise)},
-        {"MinimiserSysTray", gTexteIndicateur(p.minimiserSysTray)},
-        {"MinimiserBoutonX", gTexteIndicateur(p.minimiserBoutonX)},
-        {"AfficherStationAvecNomIP", gTexteIndicateur(p.afficherStationAvecNomIP)},
-        {"GarderPositionTailleFenetre", gTexteIndicateur(p.garderPositionTailleFenetre)},
-        {"JouerFichierSon", gTexteIndicateur(p.jouerFichierSon)},
-        {"FichierSon", p.fichierSon},
-        {"CapturerMessage", gTexteIndicateur(p.capturerMessage)},
-        {"AffichageMessage", QString::number(p.affichageMessage)},
-        {"MinimiserApresEnvoi", gTexteIndicateur(p.minimiserApresEnvoi)},
-        {"EffacerMessageApresEnvoi", gTexteIndicateur(p.effacerMessageApresEnvoi)},
-        {"PingStationAvantEnvoi", gTexteIndicateur(p.pingStationAvantEnvoi)},
-        {"DelaiAttente", texteOuDefaut(p.delaiAttente, QStringLiteral("500"))},
-        {"Expediteur", texteOuDefaut(p.expediteur, qtext(localStationName()))},
-        {"CaractereDevantReponseExpediteur", p.caractereDevantReponseExpediteur},
-        {"NbMessageMaxHistorique", nbMessages},
-    };
     try {
         IniFile(gFichierParametres()).update([&](IniDocument& doc) {
-            for (const auto& [cle, valeur] : general) {
-                doc.setValue(QLatin1String(SectionGeneral), QLatin1String(cle), valeur);
+            for (const Reglage& r : gReglages()) {
+                if (r.preference) {
+                    doc.setValue(QLatin1String(r.section), QLatin1String(r.cle), valeurs.value(QLatin1String(r.cle)));
+                }
             }
-            doc.setValue(QLatin1String(SectionSignature),
-                         QStringLiteral("AjouterAutomatiquement"),
-                         gTexteIndicateur(p.ajouterSignature));
-            doc.setValue(QLatin1String(SectionSignature), QStringLiteral("Texte"), gEncoderTexte(signature));
         });
     } catch (const Error& e) {
         gSignalerEchecEcriture(gFichierParametres(), e.text());

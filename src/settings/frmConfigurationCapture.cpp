@@ -7,6 +7,7 @@
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/NetworkProbes.h"
+#include "common/Saisie.h"
 #include "engine/Settings.h"
 #include "messenger/Spool.h"
 #include "settings/ConfigurationCapture.h"
@@ -51,13 +52,8 @@ frmConfigurationCapture::frmConfigurationCapture(QWidget* parent)
     layout->addLayout(boutons);
     setMinimumWidth(380);
 
-    connect(txtStation, &QLineEdit::textEdited, this, [this](const QString& texte) {
-        if (texte != texte.toUpper()) {
-            const int position = txtStation->cursorPosition();
-            txtStation->setText(texte.toUpper());
-            txtStation->setCursorPosition(position);
-        }
-    });
+    gZoneStation(txtStation);
+    gSelectionnerAuFocus(txtStation);
     connect(txtStation, &QLineEdit::textChanged, this, &frmConfigurationCapture::mettreAJourDebuter);
     connect(cmdDebuter, &QPushButton::clicked, this, &frmConfigurationCapture::cmdDebuter_Click);
     connect(cmdAnnuler, &QPushButton::clicked, this, &frmConfigurationCapture::reject);

@@ -9,7 +9,9 @@
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/Paths.h"
+#include "common/Saisie.h"
 #include "common/Son.h"
+#include "common/TexteSaisi.h"
 #include "engine/GlobalHotKey.h"
 #include "engine/Settings.h"
 #include "messenger/Spool.h"
@@ -36,11 +38,6 @@
 namespace pv {
 
 namespace {
-
-QString texteMessage(const char* cle)
-{
-    return gMessageTexte(gParametres().fichierLangue, QLatin1String(cle));
-}
 
 // Wide enough for seven digits.
 int largeurNombre(const QWidget* boite)
@@ -112,22 +109,12 @@ frmPreference::frmPreference(QTimer* tmrCaptureMessage, GlobalHotKey* raccourci,
     txtNbMessageMaxHistorique->setValidator(chiffres);
     // What a NetBIOS name holds: a longer sender could send nothing.
     txtExpediteur->setMaxLength(int(codec::kNetbiosNameMax));
-    connect(txtExpediteur, &QLineEdit::textEdited, this, [this](const QString& texte) {
-        // Station names: upper case, no blanks, whether typed or pasted.
-        QString nom = texte;
-        nom.remove(QLatin1Char(' '));
-        nom = nom.toUpper();
-        if (nom != texte) {
-            const int position = txtExpediteur->cursorPosition();
-            const int retires = int(texte.left(position).count(QLatin1Char(' ')));
-            txtExpediteur->setText(nom);
-            txtExpediteur->setCursorPosition(position - retires);
-        }
-    });
+    gZoneStation(txtExpediteur);
     for (QLineEdit* texte : findChildren<QLineEdit*>()) {
-        texte->installEventFilter(this);
+        gSelectionnerAuFocus(texte);
     }
-    txtSignature->installEventFilter(this);
+    gSelectionnerAuFocus(txtSignature);
+    txtTouchesAccesRapide->installEventFilter(this);
     // Keys are read, never typed, in the hot-key box.
     txtTouchesAccesRapide->setContextMenuPolicy(Qt::NoContextMenu);
     txtTouchesAccesRapide->setAttribute(Qt::WA_InputMethodEnabled, false);
@@ -330,7 +317,7 @@ void frmPreference::remplir(const Preferences& p)
     // The balloon needs a tray; Linux desktops all have one, so the three choices are always offered.
     for (const char* cle :
          {"AfficherMessageDifferenteFenetre", "AfficherMessageUneSeuleFenetre", "AfficherMessageInfoBulle"}) {
-        cboAffichageMessage->addItem(texteMessage(cle));
+        cboAffichageMessage->addItem(gTexteMessage(cle));
     }
     cboAffichageMessage->setCurrentIndex(qBound(0, p.affichageMessage, cboAffichageMessage->count() - 1));
     chkMinimiserApresEnvoi->setChecked(p.minimiserApresEnvoi);
@@ -341,8 +328,7 @@ void frmPreference::remplir(const Preferences& p)
     txtCaractereDevantReponseExpediteur->setText(p.caractereDevantReponseExpediteur);
     txtNbMessageMaxHistorique->setText(p.nbMessageMaxHistorique);
     chkAjouterSignatureAutomatiquement->setChecked(p.ajouterSignature);
-    QString signature = p.signature;
-    txtSignature->setPlainText(signature.replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+    txtSignature->setPlainText(gEnLF(p.signature));
     appliquerDependances();
 }
 
@@ -436,14 +422,6 @@ bool frmPreference::eventFilter(QObject* objet, QEvent* event)
             break;
         default:
             break;
-        }
-    }
-    if (event->type() == QEvent::FocusIn) {
-        // Every text box selects its whole text when it gets the focus, after the click that gave it.
-        if (auto* ligne = qobject_cast<QLineEdit*>(objet)) {
-            QTimer::singleShot(0, ligne, &QLineEdit::selectAll);
-        } else if (objet == txtSignature) {
-            QTimer::singleShot(0, txtSignature, &QPlainTextEdit::selectAll);
         }
     }
     return QDialog::eventFilter(objet, event);

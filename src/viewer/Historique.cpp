@@ -1,6 +1,7 @@
 #include "viewer/Historique.h"
 
 #include "common/Scrambling.h"
+#include "common/TexteSaisi.h"
 #include "engine/Settings.h"
 
 #include <algorithm>
@@ -86,8 +87,7 @@ gRechercherTexte(const QList<EntreeHistorique>& entrees, const QString& texte, i
     }
     for (int i = std::min(index, int(entrees.size()) - 1); i >= 0; --i, position = 1) {
         // Positions are those of the message box, which shows bare line feeds.
-        QString affiche = entrees.at(i).texte;
-        affiche.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+        const QString affiche = gEnLF(entrees.at(i).texte);
         const qsizetype p = affiche.indexOf(texte, std::max(position, 1) - 1, Qt::CaseInsensitive);
         if (p >= 0) {
             return PositionRecherche {i, int(p) + 1};

@@ -20,12 +20,4 @@ QString gTexteImpression(const PageImpression& page)
            + page.message;
 }
 
-int gLongueurRegle(int largeurImprimable, int unPouce, int largeurTrait)
-{
-    if (largeurTrait <= 0) {
-        return 0;
-    }
-    return std::max(0, (largeurImprimable - unPouce) / largeurTrait);
-}
-
 } // namespace pv

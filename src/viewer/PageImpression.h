@@ -24,7 +24,4 @@ struct PageImpression
 // right-aligned to each other. Line breaks are CR LF.
 QString gTexteImpression(const PageImpression& page);
 
-// How many "_" make the rule: the printable width less one inch, in whole widths of one "_". Never negative.
-int gLongueurRegle(int largeurImprimable, int unPouce, int largeurTrait);
-
 } // namespace pv

@@ -7,6 +7,8 @@
 #include "common/LabelApplier.h"
 #include "common/Language.h"
 #include "common/OuvrirTexte.h"
+#include "common/Saisie.h"
+#include "common/TexteSaisi.h"
 #include "engine/Settings.h"
 #include "reminders/Rappels.h"
 #include "reminders/SpinDureeRappel.h"
@@ -43,11 +45,6 @@ QLineEdit* champLecture(QWidget* parent, const char* nom)
     return c;
 }
 
-QString texteMessage(const char* cle, const QStringList& champs = {})
-{
-    return gMessageTexte(gParametres().fichierLangue, QLatin1String(cle), champs);
-}
-
 } // namespace
 
 frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
@@ -76,8 +73,8 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
     txtMessage = gCreerControle<QPlainTextEdit>(fraMessage, "txtMessage");
     txtMessage->setReadOnly(true);
     gAppliquerPolice(txtMessage);
-    mnuOuvrirTexteSelectionne = new QAction(QStringLiteral("Ouvrir le texte sélectionné"), this);
-    mnuOuvrirTexteSelectionne->setObjectName(QStringLiteral("OuvrirTexteSelectionne"));
+    mnuOuvrirTexteSelectionne
+        = gCreerControle<QAction>(this, "OuvrirTexteSelectionne", QStringLiteral("Ouvrir le texte sélectionné"));
     connect(mnuOuvrirTexteSelectionne, &QAction::triggered, this, [this] { gOuvrirTexteSelectionne(txtMessage); });
     txtMessage->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(txtMessage, &QWidget::customContextMenuRequested, this, &frmMessage::txtMessage_MenuContextuel);
@@ -96,6 +93,7 @@ frmMessage::frmMessage(TypeFenetre type, QWidget* parent)
 
     fraRechercherTexte = gCreerControle<QGroupBox>(this, "fraRechercherTexte", QStringLiteral("Rechercher"));
     txtTexteRecherche = gCreerControle<QLineEdit>(fraRechercherTexte, "txtTexteRecherche");
+    gSelectionnerAuFocus(txtTexteRecherche);
     for (int i = 0; i < 2; ++i) {
         optDepartRecherche[i] = gCreerControle<QRadioButton>(fraRechercherTexte, "optDepartRecherche");
         optDepartRecherche[i]->setProperty("index", i);
@@ -201,18 +199,18 @@ bool frmMessage::mCharger()
         }
         mChargerListeUtilisateurDateHeure();
         setWindowTitle(
-            texteMessage(envoye ? "TitreFenetreHistoriqueMessageEnvoye" : "TitreFenetreHistoriqueMessageRecu"));
+            gTexteMessage(envoye ? "TitreFenetreHistoriqueMessageEnvoye" : "TitreFenetreHistoriqueMessageRecu"));
         if (envoye) {
-            fraExpediteur->setTitle(texteMessage("CadreDestinataire"));
+            fraExpediteur->setTitle(gTexteMessage("CadreDestinataire"));
             chkAjouterMessageReponse->hide();
             // A resend carries the text as it went out.
             chkAjouterMessageReponse->setChecked(true);
-            cmdRepondre->setText(texteMessage("BoutonReenvoyer"));
+            cmdRepondre->setText(gTexteMessage("BoutonReenvoyer"));
         }
         break;
     }
     case TypeFenetre::Rappel:
-        setWindowTitle(texteMessage("TitreFenetreRappel"));
+        setWindowTitle(gTexteMessage("TitreFenetreRappel"));
         for (QWidget* w : {static_cast<QWidget*>(cboUtilisateur),
                            static_cast<QWidget*>(cmdSupprimer),
                            static_cast<QWidget*>(cmdRechercher),
@@ -226,9 +224,9 @@ bool frmMessage::mCharger()
             spnDureeRepetitionRappel->setTexte(QStringLiteral("15"));
             cboTempsRepetitionRappel->clear();
             cboTempsRepetitionRappel->addItems(
-                {texteMessage("RepetitionRappelMinute"), texteMessage("RepetitionRappelHeure")});
+                {gTexteMessage("RepetitionRappelMinute"), gTexteMessage("RepetitionRappelHeure")});
             cboTempsRepetitionRappel->setCurrentIndex(0);
-            cmdFermer->setText(texteMessage("BoutonOK"));
+            cmdFermer->setText(gTexteMessage("BoutonOK"));
             chkRepeterRappel_Click();
             mAfficherControlesRappel(true);
         }
@@ -287,9 +285,7 @@ void frmMessage::mAfficherMessage()
     txtUtilisateur->setText(gNomAffiche(mstrExpediteur));
     txtDateHeure->setText(mstrDateHeure);
     // The stored breaks are CR LF; the edit wants bare line feeds.
-    QString texte = mstrMessage;
-    texte.replace(QLatin1String("\r\n"), QLatin1String("\n"));
-    txtMessage->setPlainText(texte);
+    txtMessage->setPlainText(gEnLF(mstrMessage));
     mAfficherExpediteurDouteux();
 }
 
@@ -318,7 +314,7 @@ void frmMessage::mAfficherExpediteurDouteux()
     // Only beside the message that was checked, not the older ones of a shared window.
     const bool douteux = !m_cleDouteuse.isNull() && m_cleAffichee == m_cleDouteuse;
     if (douteux) {
-        lblExpediteurDouteux->setText(texteMessage("ExpediteurNonVerifie", {mstrAdressePair}));
+        lblExpediteurDouteux->setText(gTexteMessage("ExpediteurNonVerifie", {mstrAdressePair}));
     }
     lblExpediteurDouteux->setVisible(douteux);
 }
@@ -452,7 +448,7 @@ void frmMessage::cmdImprimer_Click()
     page.expediteur = txtUtilisateur->text();
     page.legendeDateHeure = lblDateHeure->text();
     page.dateHeure = txtDateHeure->text();
-    page.titreRappel = texteMessage("TitreFenetreRappel");
+    page.titreRappel = gTexteMessage("TitreFenetreRappel");
     page.message = !selection.isEmpty() && imprimante.printRange() == QPrinter::Selection ? selection
                                                                                           : txtMessage->toPlainText();
     page.longueurRegle = gLongueurRegle(imprimante, police);

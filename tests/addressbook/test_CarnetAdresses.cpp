@@ -42,15 +42,6 @@ QString refus(const std::optional<Refus>& r)
 
 } // namespace
 
-TEST(Carnet, StationBoxKeepsNoBlankAndUpperCases)
-{
-    const std::pair<const char*, const char*> cas[]
-        = {{"pc 12", "PC12"}, {" a\tb ", "AB"}, {"10.0.0.7", "10.0.0.7"}, {"poste-é", "POSTE-É"}, {"", ""}};
-    for (const auto& [saisie, attendu] : cas) {
-        EXPECT_EQ(gFiltrerNomStation(QString::fromUtf8(saisie)), QString::fromUtf8(attendu)) << saisie;
-    }
-}
-
 TEST_F(CarnetTest, UserChecksInTheirOrder)
 {
     const auto S = int(Champ::NomStation), D = int(Champ::Description);

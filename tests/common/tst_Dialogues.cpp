@@ -1,5 +1,15 @@
+#include "FormFixture.h"
+
+#include "addressbook/frmUtilisateur.h"
 #include "common/Dialogues.h"
 #include "engine/Settings.h"
+#include "reminders/frmListeRappel.h"
+#include "settings/frmConfigurationCapture.h"
+#include "settings/frmPreference.h"
+#include "viewer/frmMessage.h"
+
+#include <QLineEdit>
+#include <QPlainTextEdit>
 
 #include <QFontDatabase>
 #include <QFontDialog>
@@ -12,7 +22,70 @@ class tst_Dialogues : public QObject
 {
     Q_OBJECT
 
+    test::FormFixture m_fixture;
+
 private Q_SLOTS:
+    void init() { m_fixture.reset(); }
+
+    void textBoxesSelectAllWhenTheKeyboardGivesTheFocus_data()
+    {
+        QTest::addColumn<QString>("box");
+        QTest::newRow("preferences, sender") << "txtExpediteur";
+        QTest::newRow("preferences, signature") << "txtSignature";
+        QTest::newRow("reminders, message") << "txtMessage";
+        QTest::newRow("message window, search") << "txtTexteRecherche";
+        QTest::newRow("capture set-up, station") << "txtStation";
+        QTest::newRow("users, station") << "txtNomStation";
+    }
+
+    void textBoxesSelectAllWhenTheKeyboardGivesTheFocus()
+    {
+        QFETCH(QString, box);
+        const std::function<QWidget*()> windows[] = {
+            [] { return new frmPreference; },
+            [] { return new frmListeRappel; },
+            [] { return new frmMessage(TypeFenetre::HistoriqueRecu); },
+            [] { return new frmConfigurationCapture; },
+            [] { return new frmUtilisateur; },
+        };
+        std::unique_ptr<QWidget> w;
+        QWidget* zone = nullptr;
+        for (const auto& window : windows) {
+            w.reset(window());
+            if ((zone = w->findChild<QWidget*>(box))) {
+                break;
+            }
+        }
+        QVERIFY(zone);
+        w->show();
+        for (QWidget* p = zone; p != w.get(); p = p->parentWidget()) {
+            p->show(); // editing frames and pages open only on demand
+        }
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w.get()));
+        auto* ligne = qobject_cast<QLineEdit*>(zone);
+        auto* texte = qobject_cast<QPlainTextEdit*>(zone);
+        ligne ? ligne->setText("PC42") : texte->setPlainText("PC42");
+        auto selection = [&] { return ligne ? ligne->selectedText() : texte->textCursor().selectedText(); };
+        // How the focus came, whether the whole text is selected.
+        for (const auto& [raison, tout] : {std::pair {Qt::MouseFocusReason, false},
+                                           {Qt::TabFocusReason, true},
+                                           {Qt::PopupFocusReason, false},
+                                           {Qt::OtherFocusReason, true}}) {
+            zone->clearFocus();
+            QCoreApplication::processEvents(); // a selection still on its way from the last round
+            ligne ? ligne->deselect() : texte->moveCursor(QTextCursor::End);
+            zone->setFocus(raison);
+            QTRY_VERIFY(zone->hasFocus());
+            if (tout) {
+                QTRY_COMPARE(selection(), QString("PC42"));
+            } else {
+                QCoreApplication::processEvents();
+                QCOMPARE(selection(), QString());
+            }
+        }
+    }
+
     void filterBecomesQtForm()
     {
         const std::pair<const char*, const char*> cases[] = {

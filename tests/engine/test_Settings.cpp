@@ -2,6 +2,7 @@
 #include "common/IniFile.h"
 #include "engine/Settings.h"
 #include "messenger/Transport.h"
+#include "settings/Preferences.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -33,17 +34,76 @@ protected:
     QTemporaryDir m_home;
 };
 
+// A text each setting would not hold by default, of the kind its conversion reads back unchanged.
+QString autreValeur(const Reglage& r)
+{
+    const QString cle = QLatin1String(r.cle);
+    if (cle == "TouchesAccesRapide") {
+        return "5,72";
+    }
+    if (cle == "Expediteur") {
+        return "POSTE7";
+    }
+    switch (r.conversion) {
+    case Conversion::Indicateur:
+        return gDefautReglage(r) == "1" ? "0" : "1";
+    case Conversion::NombreStrict:
+    case Conversion::NombreInitial:
+        return "737";
+    case Conversion::Affichage:
+        return "1";
+    case Conversion::Police:
+        return "Mono,12,0,1,1,255";
+    case Conversion::TexteEncode:
+        return "Jean¶Accueil";
+    case Conversion::TexteNettoye:
+        return "FRA";
+    case Conversion::Texte:
+        break;
+    }
+    return '<' + cle + '>';
+}
+
 } // namespace
 
-// Only what loading works out; the constant defaults are the program's own.
-TEST_F(SettingsTest, FreshUserGetsTheDefaults)
+TEST_F(SettingsTest, EverySettingLoadsItsDefaultAndRoundTripsAnotherValue)
 {
     gChargerParametres();
-    EXPECT_TRUE(gParametres().fichierLangue.endsWith("/pv.ENG"));
+    EXPECT_FALSE(QFile::exists(gFichierParametres())) << "loading writes nothing";
     // The NetBIOS form of the host name that pilvanor-send sends by default, upper case like every typed name.
     EXPECT_EQ(gParametres().expediteur.toStdString(), localStationName());
     EXPECT_EQ(gParametres().expediteur, gParametres().expediteur.toUpper());
-    EXPECT_FALSE(QFile::exists(gFichierParametres())) << "loading writes nothing";
+    for (const Reglage& r : gReglages()) {
+        EXPECT_EQ(gTexteReglage(gParametres(), r), gDefautReglage(r)) << r.cle;
+    }
+    // One setting changed at a time reaches its own value and no other.
+    for (const Reglage& r : gReglages()) {
+        QFile::remove(gFichierParametres());
+        store(r.section, r.cle, autreValeur(r));
+        gParametres() = Parametres {};
+        gChargerParametres();
+        for (const Reglage& autre : gReglages()) {
+            EXPECT_EQ(gTexteReglage(gParametres(), autre), &autre == &r ? autreValeur(r) : gDefautReglage(autre))
+                << r.cle << " changed, " << autre.cle << " read";
+        }
+    }
+    for (const Reglage& r : gReglages()) {
+        store(r.section, r.cle, autreValeur(r));
+    }
+    gChargerParametres();
+    EXPECT_TRUE(gParametres().fichierLangue.endsWith("/pv.FRA"));
+    // What the preferences window would show is saved back unchanged into a fresh store.
+    Preferences affichees = gPreferencesActuelles();
+    const QString relu = gFichierParametres();
+    gDefinirFichierParametres(m_home.filePath("saved.conf"));
+    EXPECT_EQ(gEnregistrerPreferences(affichees, "/opt/pv/pilvanor", m_home.filePath("spool")), std::nullopt);
+    for (const Reglage& r : gReglages()) {
+        EXPECT_NE(gTexteReglage(Parametres {}, r), autreValeur(r)) << r.cle;
+        EXPECT_EQ(gTexteReglage(gParametres(), r), autreValeur(r)) << r.cle;
+        const auto sauve = IniFile(gFichierParametres()).value(r.section, r.cle);
+        EXPECT_EQ(sauve.value_or("(none)"), r.preference ? autreValeur(r) : "(none)") << r.cle;
+    }
+    gDefinirFichierParametres(relu);
 }
 
 TEST_F(SettingsTest, ConversionRulesAndSignature)

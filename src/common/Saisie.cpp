@@ -1,6 +1,5 @@
-#include "addressbook/Saisie.h"
-
-#include "addressbook/CarnetAdresses.h"
+#include "common/Saisie.h"
+#include "common/TexteSaisi.h"
 
 #include <QEvent>
 #include <QFocusEvent>
