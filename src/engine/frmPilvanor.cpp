@@ -1,6 +1,5 @@
 #include "engine/frmPilvanor.h"
 
-#include "addressbook/CarnetAdresses.h"
 #include "addressbook/frmGroupe.h"
 #include "addressbook/frmMessagePredefini.h"
 #include "addressbook/frmUtilisateur.h"
@@ -9,11 +8,10 @@
 #include "common/Fenetres.h"
 #include "common/LabelApplier.h"
 #include "common/Language.h"
-#include "common/NetworkProbes.h"
 #include "common/OuvrirTexte.h"
 #include "common/Paths.h"
-#include "common/Son.h"
 #include "engine/AvisMessages.h"
+#include "engine/ChoixDestinataire.h"
 #include "engine/Envoi.h"
 #include "engine/GlobalHotKey.h"
 #include "engine/LanceurService.h"
@@ -33,33 +31,17 @@
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QKeyEvent>
-#include <QLabel>
-#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QStatusBar>
 #include <QSystemTrayIcon>
 #include <QTimer>
 
-#include <cstdio>
-
 namespace pv {
 
 namespace {
 
 const QString ClePosition = QStringLiteral("PositionTailleFenetrePrincipale");
-
-// An open history window of that kind follows what was just stored; like a fresh one, it shows the newest.
-void rechargerHistoriques(TypeFenetre type)
-{
-    for (QWidget* fenetre : QApplication::topLevelWidgets()) {
-        auto* f = qobject_cast<frmMessage*>(fenetre);
-        if (f && f->typeFenetre() == type && f->isVisible()) {
-            f->mObtenirHistoriqueMessage(QString());
-            f->mChargerListeUtilisateurDateHeure();
-        }
-    }
-}
 
 } // namespace
 
@@ -93,17 +75,16 @@ void frmPilvanor::relierControles()
     // text is its tool tip, and a click shows it in a box.
     connect(staBarreStatut, &QStatusBar::messageChanged, staBarreStatut, &QWidget::setToolTip);
     staBarreStatut->installEventFilter(this);
-    cboDestinataire->installEventFilter(this);
     txtMessage->installEventFilter(this);
-    for (QRadioButton* option : optDestinataire) {
-        connect(option, &QRadioButton::toggled, this, [this](bool on) {
-            if (on) {
-                remplirDestinataires();
-            }
-        });
-    }
+    m_destinataire = new ChoixDestinataire(optDestinataire, cboDestinataire, lblGroupeRapide, this);
+    // Enter sends once there is something to send; before that it moves on to the text.
+    connect(m_destinataire, &ChoixDestinataire::entree, this, [this] {
+        if (!mEnvoyerMessage() && !m_envoiEnCours) {
+            txtMessage->setFocus();
+        }
+    });
+    connect(cboDestinataire, &QComboBox::editTextChanged, this, &frmPilvanor::mettreAJourEnvoyer);
     connect(cboMessagePredefini, &QComboBox::activated, this, &frmPilvanor::choisirMessagePredefini);
-    connect(cboDestinataire, &QComboBox::editTextChanged, this, &frmPilvanor::destinataireModifie);
     connect(txtMessage, &QPlainTextEdit::textChanged, this, &frmPilvanor::mettreAJourEnvoyer);
     connect(tmrCaptureMessage, &QTimer::timeout, this, &frmPilvanor::mCapturerMessage);
     connect(bouton.OuvrirTexteSelectionne, &QAction::triggered, this, [this] { gOuvrirTexteSelectionne(txtMessage); });
@@ -175,7 +156,7 @@ void frmPilvanor::charger()
     gChargerUtilisateurGroupe();
     gChargerMessagePredefini();
     optDestinataire[0]->setChecked(true);
-    remplirDestinataires();
+    m_destinataire->remplir();
     remplirMessagesPredefinis();
     gAfficherLibelle(p.fichierLangue, this);
 
@@ -184,13 +165,8 @@ void frmPilvanor::charger()
     gRestaurerPositionFenetre(this, ClePosition);
 
     // Said once, where the user looks, without stopping the start.
-    QStringList textes;
-    for (const auto& probleme : problemes) {
-        textes.append(gMessageTexte(p.fichierLangue, probleme.cle, probleme.champs));
-        std::fprintf(stderr, "pilvanor: %s\n", qPrintable(textes.last()));
-    }
-    if (!textes.isEmpty()) {
-        staBarreStatut->showMessage(textes.join(QLatin1Char(' ')));
+    if (!problemes.isEmpty()) {
+        staBarreStatut->showMessage(gTexteProblemes(p.fichierLangue, problemes));
     }
 
     auto* service = new LanceurService(this);
@@ -222,33 +198,12 @@ void frmPilvanor::ouvrirEditeur(QPointer<Editeur>& fenetre)
         fenetre = new Editeur(this);
         fenetre->setAttribute(Qt::WA_DeleteOnClose);
         // Sending reads these lists: they follow every edit at once.
-        connect(fenetre, &Editeur::donneesModifiees, this, &frmPilvanor::actualiserListes);
+        connect(fenetre, &Editeur::donneesModifiees, this, [this] {
+            m_destinataire->actualiser();
+            remplirMessagesPredefinis();
+        });
     }
     devant(fenetre);
-}
-
-void frmPilvanor::actualiserListes()
-{
-    // The recipient being typed stays.
-    const QString destinataire = cboDestinataire->currentText();
-    remplirDestinataires();
-    cboDestinataire->setEditText(destinataire);
-    remplirMessagesPredefinis();
-}
-
-void frmPilvanor::remplirDestinataires()
-{
-    cboDestinataire->clear();
-    if (optDestinataire[1]->isChecked()) {
-        for (const Groupe& g : gGroupes()) {
-            cboDestinataire->addItem(g.nom);
-        }
-    } else {
-        for (const Utilisateur& u : gUtilisateurs()) {
-            cboDestinataire->addItem(u.station + QStringLiteral(" (") + u.description + QLatin1Char(')'));
-        }
-    }
-    cboDestinataire->setCurrentIndex(-1);
 }
 
 bool frmPilvanor::eventFilter(QObject* objet, QEvent* event)
@@ -258,76 +213,15 @@ bool frmPilvanor::eventFilter(QObject* objet, QEvent* event)
         showMessageBox(staBarreStatut->currentMessage(), MsgStyle::Information);
         return true;
     }
-    if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) {
-        return QMainWindow::eventFilter(objet, event);
-    }
-    const auto* touche = static_cast<QKeyEvent*>(event);
-    const bool entree = touche->key() == Qt::Key_Return || touche->key() == Qt::Key_Enter;
-    const Qt::KeyboardModifiers modificateurs = touche->modifiers() & ~Qt::KeypadModifier;
-    if (objet == txtMessage) {
-        if (event->type() == QEvent::KeyPress && entree && modificateurs == Qt::ControlModifier) {
+    if (objet == txtMessage && event->type() == QEvent::KeyPress) {
+        const auto* touche = static_cast<QKeyEvent*>(event);
+        if ((touche->key() == Qt::Key_Return || touche->key() == Qt::Key_Enter)
+            && (touche->modifiers() & ~Qt::KeypadModifier) == Qt::ControlModifier) {
             mEnvoyerMessage();
             return true;
         }
-    } else if (objet == cboDestinataire && event->type() == QEvent::KeyPress) {
-        if (entree && modificateurs == Qt::NoModifier) {
-            // Enter sends once there is something to send; before that it moves on to the text.
-            if (!mEnvoyerMessage() && !m_envoiEnCours) {
-                txtMessage->setFocus();
-            }
-            return true;
-        }
-        const QString texte = touche->text();
-        if (!texte.isEmpty() && texte != texte.toUpper()
-            && !(modificateurs & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))) {
-            // Station names are upper case; only typed characters change, not the entries chosen.
-            cboDestinataire->lineEdit()->insert(texte.toUpper());
-            return true;
-        }
-    } else if (objet == cboDestinataire && touche->key() >= Qt::Key_A && touche->key() <= Qt::Key_Z) {
-        completerDestinataire();
     }
     return QMainWindow::eventFilter(objet, event);
-}
-
-void frmPilvanor::completerDestinataire()
-{
-    QLineEdit* saisie = cboDestinataire->lineEdit();
-    const QString tape = saisie->text();
-    if (tape.isEmpty() || saisie->hasSelectedText() || saisie->cursorPosition() != tape.size()) {
-        return;
-    }
-    for (int i = 0; i < cboDestinataire->count(); ++i) {
-        const QString entree = cboDestinataire->itemText(i);
-        if (entree.startsWith(tape, Qt::CaseInsensitive)) {
-            saisie->setUpdatesEnabled(false);
-            saisie->setText(entree);
-            saisie->setSelection(int(tape.size()), int(entree.size() - tape.size()));
-            saisie->setUpdatesEnabled(true);
-            return;
-        }
-    }
-}
-
-void frmPilvanor::destinataireModifie()
-{
-    const QString texte = cboDestinataire->currentText();
-    QStringList stations;
-    if (cboDestinataire->findText(texte, Qt::MatchFixedString) < 0) {
-        for (const QString& station : texte.split(QLatin1Char(','))) {
-            if (!station.trimmed().isEmpty()) {
-                stations.append(station.trimmed().toUpper());
-            }
-        }
-    }
-    if (stations.size() > 1) {
-        lblGroupeRapide->setText(gMessageTexte(gParametres().fichierLangue, QStringLiteral("GroupeRapide"))
-                                 + QStringLiteral(": ") + stations.join(QStringLiteral(", ")));
-        lblGroupeRapide->show();
-    } else {
-        lblGroupeRapide->hide();
-    }
-    mettreAJourEnvoyer();
 }
 
 void frmPilvanor::mettreAJourEnvoyer()
@@ -351,7 +245,7 @@ void frmPilvanor::utiliserEnvoi(EnvoiMessage* envoi)
     connect(m_envoi, &EnvoiMessage::finGroupe, this, &frmPilvanor::finGroupe);
     connect(m_envoi, &EnvoiMessage::termine, this, &frmPilvanor::envoiTermine);
     connect(m_envoi, &EnvoiMessage::historiqueEnvoyeModifie, this, [] {
-        rechargerHistoriques(TypeFenetre::HistoriqueEnvoye);
+        frmMessage::mActualiserHistoriques(TypeFenetre::HistoriqueEnvoye);
     });
 }
 
@@ -376,13 +270,7 @@ bool frmPilvanor::mEnvoyerMessage()
     DemandeEnvoi demande;
     demande.texte = txtMessage->toPlainText().replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
     demande.crypter = chkEncrypterMessage->isChecked();
-    demande.destinataire.liste = optDestinataire[1]->isChecked() ? DestinataireChoisi::Liste::Groupes
-                                                                 : DestinataireChoisi::Liste::Utilisateurs;
-    // Typed in another case, an entry is still that entry, under its own name.
-    const QString tape = cboDestinataire->currentText().trimmed();
-    demande.destinataire.index = cboDestinataire->findText(tape, Qt::MatchFixedString);
-    demande.destinataire.texte
-        = demande.destinataire.index >= 0 ? cboDestinataire->itemText(demande.destinataire.index) : tape;
+    demande.destinataire = m_destinataire->destinataire();
     m_envoiGroupe = false;
     if (!envoi()->mEnvoyerMessage(demande)) {
         return false;
@@ -521,7 +409,7 @@ void frmPilvanor::mRepondre(const QString& pstrStation,
         gSignalerEchecEcriture(gFichierDonnees(), *r.echecEcriture);
     }
     txtMessage->setPlainText(r.texte);
-    choisirStation(r.station);
+    m_destinataire->choisirStation(r.station);
 }
 
 void frmPilvanor::supprimerHistorique(bool envoye)
@@ -559,7 +447,7 @@ void frmPilvanor::mCapturerMessage()
         }
     }
     if (r.message || !r.lot.isEmpty()) {
-        rechargerHistoriques(TypeFenetre::HistoriqueRecu);
+        frmMessage::mActualiserHistoriques(TypeFenetre::HistoriqueRecu);
     }
     if (r.message) {
         m_avis->mNotifierMessage(*r.message);
@@ -607,7 +495,7 @@ void frmPilvanor::appliquerParametres()
     if (changeLangue) {
         gChargerTraductionsQt(p.fichierLangue);
         gAfficherLibelle(p.fichierLangue, this);
-        destinataireModifie(); // the quick group's caption
+        m_destinataire->afficherGroupeRapide();
     }
     for (QWidget* fenetre : QApplication::topLevelWidgets()) {
         if (fenetre == this || !fenetre->isVisible()) {

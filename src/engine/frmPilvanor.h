@@ -14,6 +14,7 @@
 namespace pv {
 
 class AvisMessages;
+class ChoixDestinataire;
 class EnvoiMessage;
 class frmMessage;
 class GlobalHotKey;
@@ -72,13 +73,8 @@ protected:
 
 private:
     void relierControles();
-    void remplirDestinataires();
-    // Re-reads the recipient and predefined-message lists from the tables after an editor changed them.
-    void actualiserListes();
     template<typename Editeur>
     void ouvrirEditeur(QPointer<Editeur>& fenetre);
-    void completerDestinataire();
-    void destinataireModifie();
     void mettreAJourEnvoyer();
     EnvoiMessage* envoi();
     void debutGroupe(const QString& ligne);
@@ -91,7 +87,6 @@ private:
     void ouvrirHistorique(bool envoye);
     void supprimerHistorique(bool envoye);
     void enregistrerRaccourci(const std::optional<HotKey>& touches);
-    void choisirStation(const QString& station);
     void relierBureau();
     void reduireUneFoisAffichee();
     void devant(QWidget* fenetre);
@@ -117,6 +112,7 @@ private:
     std::unique_ptr<Capture> m_capture;
     qsizetype m_nbNonReconnusDits = 0; // pop-ups under an unknown title, as last said in the status bar
     AvisMessages* m_avis;
+    ChoixDestinataire* m_destinataire;
 };
 
 } // namespace pv

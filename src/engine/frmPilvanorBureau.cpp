@@ -1,6 +1,7 @@
 // The main window's ties to the desktop: requests of later starts and the hot key where no key can be grabbed.
 #include "common/DataFile.h"
 #include "common/Language.h"
+#include "engine/ChoixDestinataire.h"
 #include "engine/GlobalHotKey.h"
 #include "engine/LigneCommande.h"
 #include "engine/RaccourciPortail.h"
@@ -76,22 +77,8 @@ void frmPilvanor::mTraiterDemande(const Demande& demande)
         cboDestinataire->setFocus();
         return;
     }
-    choisirStation(demande.station);
+    m_destinataire->choisirStation(demande.station);
     txtMessage->setFocus();
-}
-
-void frmPilvanor::choisirStation(const QString& station)
-{
-    optDestinataire[0]->setChecked(true);
-    remplirDestinataires();
-    for (int i = 0; i < cboDestinataire->count(); ++i) {
-        if (gObtenirStation(cboDestinataire->itemText(i)).trimmed().toUpper() == station) {
-            cboDestinataire->setCurrentIndex(i);
-            return;
-        }
-    }
-    // Not kept as a user: the message still goes to that station, never to whoever the list shows first.
-    cboDestinataire->setEditText(station);
 }
 
 } // namespace pv
