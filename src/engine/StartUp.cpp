@@ -1,5 +1,6 @@
 #include "engine/StartUp.h"
 
+#include "common/Language.h"
 #include "common/Paths.h"
 
 #include <QDir>
@@ -7,6 +8,7 @@
 #include <QFileInfo>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 namespace pv {
@@ -54,6 +56,16 @@ QString gPreparerDossierDonnees(const QString& dossierProgramme, QList<ProblemeD
         }
     }
     return fichier;
+}
+
+QString gTexteProblemes(const QString& fichierLangue, const QList<ProblemeDemarrage>& problemes)
+{
+    QStringList textes;
+    for (const auto& probleme : problemes) {
+        textes.append(gMessageTexte(fichierLangue, probleme.cle, probleme.champs));
+        std::fprintf(stderr, "pilvanor: %s\n", qPrintable(textes.last()));
+    }
+    return textes.join(QLatin1Char(' '));
 }
 
 } // namespace pv

@@ -19,5 +19,7 @@ void gMettreDeCoteAnciensHistoriques(const QString& dossierProgramme);
 // Creates the data folder when the data file is missing and moves a data file found beside the program into it.
 // Returns the path of the data file; problems are appended to the list.
 QString gPreparerDossierDonnees(const QString& dossierProgramme, QList<ProblemeDemarrage>& problemes);
+// The problems as one text for the status bar, each also written to the standard error; empty when there are none.
+QString gTexteProblemes(const QString& fichierLangue, const QList<ProblemeDemarrage>& problemes);
 
 } // namespace pv

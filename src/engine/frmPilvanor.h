@@ -3,36 +3,22 @@
 #include "common/DataFile.h"
 #include "engine/Capture.h"
 #include "engine/HotKey.h"
+#include "engine/frmPilvanorUi.h"
 
 #include <QMainWindow>
 #include <QPointer>
 
-#include <array>
-#include <functional>
 #include <memory>
 #include <optional>
 
-class QAction;
-class QCheckBox;
-class QComboBox;
-class QGroupBox;
-class QLabel;
-class QMenu;
-class QPlainTextEdit;
-class QRadioButton;
-class QStatusBar;
-class QSystemTrayIcon;
-class QTimer;
-class QToolBar;
-
 namespace pv {
 
+class AvisMessages;
+class ChoixDestinataire;
 class EnvoiMessage;
 class frmMessage;
 class GlobalHotKey;
-class NotificationBureau;
 class RaccourciPortail;
-struct ContenuNotification;
 struct Demande;
 class frmEnvoiMessageGroupe;
 class frmPreference;
@@ -41,9 +27,8 @@ class frmMessagePredefini;
 class frmUtilisateur;
 struct ResultatStation;
 
-// The main window: the program's first and last window. Controls carry their design names, and each
-// objectName is that name so that the language files reach it.
-class frmPilvanor : public QMainWindow
+// The main window: the program's first and last window. Its controls are those of frmPilvanorUi.
+class frmPilvanor : public QMainWindow, public frmPilvanorUi
 {
     Q_OBJECT
 
@@ -57,10 +42,8 @@ public:
     void restaurer();
     // What a start asked for: the window in front, or ready to type a message (to a station when given).
     void mTraiterDemande(const pv::Demande& demande);
-    // The desktop's notifications, used in the balloon mode when there is no tray (the window takes it).
-    void utiliserNotificationBureau(NotificationBureau* notification);
-    // Whether a system tray is there now; asked at each message, as a tray may come or go.
-    std::function<bool()> zoneNotificationDisponible;
+    // The tray icon, the new-message windows and the desktop's notifications.
+    AvisMessages* avisMessages() const { return m_avis; }
     // Ends the program the way the Quit menus do.
     void quitter();
     // Starts sending txtMessage to the recipient; false when the Send rule does not allow it now. The outcome
@@ -76,61 +59,12 @@ public:
     // prefix flag a non-empty text is quoted below two empty lines.
     void
     mRepondre(const QString& pstrStation, const QString& pstrMessageReponse, bool pblnAjouterCaractereDevantReponse);
-    // Messages captured and not yet read.
-    int nombreNouveauxMessages() const { return m_nbNouveauxMessages; }
 
     // Reads the settings again and applies them at once: captions of the open windows, hot key, message font,
     // tray icon, capture interval. Done after the preferences are saved.
     void appliquerParametres();
 
-    // Toolbar buttons by their key ("Utilisateurs", "EnvoyerMessage" …).
-    QAction* boutonBarreOutils(const QString& cle) const;
     bool hotKeyRegistered() const;
-
-    QGroupBox* fraDestinataire;
-    std::array<QRadioButton*, 2> optDestinataire;
-    QComboBox* cboDestinataire;
-    QLabel* lblMessagePredefini;
-    QComboBox* cboMessagePredefini;
-    QCheckBox* chkAjouterMessagePredefini;
-    QCheckBox* chkEncrypterMessage;
-    QLabel* lblMessage;
-    QPlainTextEdit* txtMessage;
-    QToolBar* tlbPrincipale;
-    QToolBar* tlbMessage;
-    QStatusBar* staBarreStatut;
-    QLabel* lblGroupeRapide; // the typed stations when they are several
-    QTimer* tmrCaptureMessage;
-    QSystemTrayIcon* picSysTray = nullptr;
-
-    QMenu* mnuFichier;
-    QAction* mnuFicUtilisateur;
-    QAction* mnuFicGroupe;
-    QAction* mnuFicListeRappel;
-    QAction* mnuFicPreference;
-    QAction* mnuFicQuitter;
-    QMenu* mnuMessage;
-    QAction* mnuMesEnvoyer;
-    QAction* mnuMesEffacer;
-    QAction* mnuMesInsererSignature;
-    QAction* mnuMesMessagePredefini;
-    QMenu* mnuMesHistoriqueMessage;
-    QAction* mnuHisHistoriqueMessageRecu;
-    QAction* mnuHisSupprimerHistoriqueMessageRecu;
-    QAction* mnuHisHistoriqueMessageEnvoye;
-    QAction* mnuHisSupprimerHistoriqueMessageEnvoye;
-    QMenu* mnuAide;
-    QAction* mnuAidPilvanor;
-    QAction* mnuAidAProposDe;
-    QMenu* mnuSysTray;
-    QAction* mnuSysRestaurer;
-    QAction* mnuSysHistoriqueMessageRecu;
-    QAction* mnuSysHistoriqueMessageEnvoye;
-    QAction* mnuSysListeRappel;
-    QAction* mnuSysPreference;
-    QAction* mnuSysAProposDe;
-    QAction* mnuSysAidePilvanor;
-    QAction* mnuSysQuitter;
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -138,16 +72,9 @@ protected:
     bool eventFilter(QObject* objet, QEvent* event) override;
 
 private:
-    void construireMenus();
-    void construireBarresOutils();
-    void construireControles();
-    void remplirDestinataires();
-    // Re-reads the recipient and predefined-message lists from the tables after an editor changed them.
-    void actualiserListes();
+    void relierControles();
     template<typename Editeur>
     void ouvrirEditeur(QPointer<Editeur>& fenetre);
-    void completerDestinataire();
-    void destinataireModifie();
     void mettreAJourEnvoyer();
     EnvoiMessage* envoi();
     void debutGroupe(const QString& ligne);
@@ -159,31 +86,17 @@ private:
     void insererSignature();
     void ouvrirHistorique(bool envoye);
     void supprimerHistorique(bool envoye);
-    void ajouterPVSysTray();
-    void mSupprimerPVSysTray();
-    void mMettreAJourPVSysTray();
-    void afficherRappel(const RappelDeclenche& rappel);
-    void ouvrirRappel(const RappelDeclenche& rappel);
-    bool notifierBureau(const ContenuNotification& contenu);
-    void ouvrirNonLus(const QByteArray& jeton);
     void enregistrerRaccourci(const std::optional<HotKey>& touches);
-    void choisirStation(const QString& station);
     void relierBureau();
     void reduireUneFoisAffichee();
-    void mNotifierMessage(const MessageCapture& message);
-    void mNotifierLot(const QList<MessageCapture>& lot);
-    frmMessage* ouvrirNouveauMessage(const MessageCapture& message, const QList<EntreeHistorique>& lot = {});
     void devant(QWidget* fenetre);
     void relierRepondre(frmMessage* fenetre);
-    void picSysTrayDoubleClic();
     void ouvrirPreferences();
     void ouvrirAProposDe();
-    void messagesLus();
     void decharger();
 
     GlobalHotKey* m_hotKey;
     RaccourciPortail* m_portail = nullptr;
-    NotificationBureau* m_notificationBureau = nullptr;
     EnvoiMessage* m_envoi = nullptr;
     QPointer<frmEnvoiMessageGroupe> m_fenetreGroupe;
     frmPreference* m_preferences = nullptr; // while it is open
@@ -198,13 +111,8 @@ private:
 
     std::unique_ptr<Capture> m_capture;
     qsizetype m_nbNonReconnusDits = 0; // pop-ups under an unknown title, as last said in the status bar
-    int m_nbNouveauxMessages = 0;
-    // Kept as widgets: they are looked at while they are destroyed, when they are no longer frmMessage.
-    QList<QPointer<QWidget>> m_fenetresNouveauxMessages;
-    QPointer<frmMessage> m_fenetreUnique;   // display mode 1
-    QPointer<frmMessage> m_fenetreLot;      // the other modes: the messages of a backlog
-    QList<MessageCapture> m_bullesNonLues;  // display mode 2: shown only in balloons so far
-    QList<RappelDeclenche> m_rappelsNonLus; // shown only in a desktop notification so far
+    AvisMessages* m_avis;
+    ChoixDestinataire* m_destinataire;
 };
 
 } // namespace pv

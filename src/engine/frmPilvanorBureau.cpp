@@ -1,11 +1,9 @@
-// The main window's ties to the desktop: requests of later starts, the hot key where no key can be grabbed,
-// and the desktop's notifications where there is no tray.
+// The main window's ties to the desktop: requests of later starts and the hot key where no key can be grabbed.
 #include "common/DataFile.h"
 #include "common/Language.h"
+#include "engine/ChoixDestinataire.h"
 #include "engine/GlobalHotKey.h"
 #include "engine/LigneCommande.h"
-#include "engine/Notification.h"
-#include "engine/NotificationBureau.h"
 #include "engine/RaccourciPortail.h"
 #include "engine/Settings.h"
 #include "engine/frmPilvanor.h"
@@ -14,7 +12,6 @@
 #include <QGuiApplication>
 #include <QPlainTextEdit>
 #include <QRadioButton>
-#include <QSystemTrayIcon>
 #include <QTimer>
 #include <QWindow>
 
@@ -22,10 +19,8 @@ namespace pv {
 
 void frmPilvanor::relierBureau()
 {
-    zoneNotificationDisponible = [] { return QSystemTrayIcon::isSystemTrayAvailable(); };
     m_portail = new RaccourciPortail(QDBusConnection::sessionBus(), this);
     connect(m_portail, &RaccourciPortail::activated, this, &frmPilvanor::restaurer);
-    utiliserNotificationBureau(new NotificationBureau(QDBusConnection::sessionBus(), this));
 }
 
 void frmPilvanor::reduireUneFoisAffichee()
@@ -45,16 +40,6 @@ void frmPilvanor::reduireUneFoisAffichee()
         }
     });
     attente->start();
-}
-
-void frmPilvanor::utiliserNotificationBureau(NotificationBureau* notification)
-{
-    delete m_notificationBureau;
-    m_notificationBureau = notification;
-    notification->setParent(this);
-    connect(notification, &NotificationBureau::actionInvoquee, this, &frmPilvanor::ouvrirNonLus);
-    // Refused: what it told of shows in windows, as on a desktop without notifications.
-    connect(notification, &NotificationBureau::echec, this, [this] { ouvrirNonLus({}); });
 }
 
 void frmPilvanor::enregistrerRaccourci(const std::optional<HotKey>& touches)
@@ -92,59 +77,8 @@ void frmPilvanor::mTraiterDemande(const Demande& demande)
         cboDestinataire->setFocus();
         return;
     }
-    choisirStation(demande.station);
+    m_destinataire->choisirStation(demande.station);
     txtMessage->setFocus();
-}
-
-void frmPilvanor::choisirStation(const QString& station)
-{
-    optDestinataire[0]->setChecked(true);
-    remplirDestinataires();
-    for (int i = 0; i < cboDestinataire->count(); ++i) {
-        if (gObtenirStation(cboDestinataire->itemText(i)).trimmed().toUpper() == station) {
-            cboDestinataire->setCurrentIndex(i);
-            return;
-        }
-    }
-    // Not kept as a user: the message still goes to that station, never to whoever the list shows first.
-    cboDestinataire->setEditText(station);
-}
-
-bool frmPilvanor::notifierBureau(const ContenuNotification& contenu)
-{
-    if (!m_notificationBureau->disponible()) {
-        return false;
-    }
-    ContenuNotification c = contenu;
-    c.texte.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    c.libelleAction = gMessageTexte(gParametres().fichierLangue, QStringLiteral("NotificationAfficher"));
-    m_notificationBureau->afficher(c);
-    return true;
-}
-
-void frmPilvanor::afficherRappel(const RappelDeclenche& rappel)
-{
-    if (gParametres().affichageMessage == AffichageMessage::InfoBulle && !zoneNotificationDisponible()
-        && notifierBureau({QStringLiteral("Pilvanor Reminder"), rappel.texte.left(LongueurMaxTexteBulle), {}})) {
-        m_rappelsNonLus.append(rappel);
-        return;
-    }
-    ouvrirRappel(rappel);
-}
-
-void frmPilvanor::ouvrirNonLus(const QByteArray& jeton)
-{
-    if (!jeton.isEmpty()) {
-        qputenv("XDG_ACTIVATION_TOKEN", jeton);
-    }
-    const QList<RappelDeclenche> rappels = std::exchange(m_rappelsNonLus, {});
-    for (const RappelDeclenche& rappel : rappels) {
-        ouvrirRappel(rappel);
-    }
-    // As a double click on the tray icon: the new messages, or the main window when there are none.
-    if (m_nbNouveauxMessages > 0 || rappels.isEmpty()) {
-        picSysTrayDoubleClic();
-    }
 }
 
 } // namespace pv

@@ -16,6 +16,7 @@
 #include "viewer/PageImpression.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
@@ -486,6 +487,17 @@ void frmMessage::closeEvent(QCloseEvent* event)
         gEnregistrerPositionFenetre(this, gClePositionFenetreMessage(mintTypeFenetre));
     }
     event->accept();
+}
+
+void frmMessage::mActualiserHistoriques(TypeFenetre type)
+{
+    for (QWidget* fenetre : QApplication::topLevelWidgets()) {
+        auto* f = qobject_cast<frmMessage*>(fenetre);
+        if (f && f->typeFenetre() == type && f->isVisible()) {
+            f->mObtenirHistoriqueMessage(QString());
+            f->mChargerListeUtilisateurDateHeure();
+        }
+    }
 }
 
 } // namespace pv

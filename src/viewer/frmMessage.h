@@ -41,6 +41,8 @@ public:
     void mAfficherMessage();
     // Lists messages stored since the window opened after those it lists, and shows the newest.
     void mAjouterMessages(const QList<EntreeHistorique>& entrees);
+    // Open history windows of that type follow what was just stored; like fresh ones, they show the newest.
+    static void mActualiserHistoriques(TypeFenetre type);
 
     TypeFenetre typeFenetre() const { return mintTypeFenetre; }
     const QList<EntreeHistorique>& historique() const { return m_historique; }

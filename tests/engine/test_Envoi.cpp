@@ -1,11 +1,13 @@
 #include "TestFiles.h"
 
+#include "addressbook/CarnetAdresses.h"
 #include "common/DataFile.h"
 #include "common/NetworkProbes.h"
 #include "common/Scrambling.h"
 #include "common/TextCodec.h"
 #include "engine/Envoi.h"
 #include "engine/Placeholders.h"
+#include "engine/Reponse.h"
 #include "engine/Settings.h"
 
 #include <QFile>
@@ -404,4 +406,30 @@ TEST_F(EnvoiTest, ALongTextIsSentWhole)
     EXPECT_TRUE(m_reseau.textes.first().startsWith("[01/114]\r\nxxx"));
     EXPECT_EQ(m_reseau.textes.last(), "[114/114]\r\n" + QString(560, 'x'));
     EXPECT_EQ(enregistrements().size(), 1);
+}
+
+// Station as shown, text, quoted, prefix: the station and text the message box gets, whether a user was added.
+TEST_F(EnvoiTest, ARepliesQuotesAndKeepsANewSender)
+{
+    const std::tuple<const char*, const char*, bool, const char*, const char*, const char*, bool> cas[] = {
+        {"pc7 (Seventh)", "a\r\nb", true, "| ", "PC7", "\n\n| a\n| b", true},
+        {" pc12 (Desk)", "a\r\n\r\nb", true, "", "PC12", "\n\na\n\nb", false}, // a user already
+        {"PC7", "a\r\nb", false, "| ", "PC7", "a\nb", true},                   // a resend: as it was
+        {"PC7", "", true, "| ", "PC7", "", true},                              // nothing to quote
+        {"#pc8", "x", true, ">", "#PC8", "\n\n>x", false}, // answered, never kept: a comment to the data file
+    };
+    for (const auto& [station, texte, citer, prefixe, pour, compose, ajoute] : cas) {
+        gSupprimerUtilisateur(QStringLiteral("PC7"));
+        gChargerUtilisateurGroupe();
+        const qsizetype avant = gUtilisateurs().size();
+        const Reponse r = gPreparerReponse(station, texte, citer, prefixe);
+        EXPECT_EQ(r.station, pour) << station;
+        EXPECT_EQ(r.texte, compose) << station;
+        EXPECT_FALSE(r.echecEcriture);
+        // The tables follow at once; a new sender is described by its name.
+        EXPECT_EQ(gUtilisateurs().size(), avant + int(ajoute)) << station;
+        const auto u
+            = std::ranges::find_if(gUtilisateurs(), [&r](const Utilisateur& u) { return u.station == r.station; });
+        EXPECT_TRUE(!ajoute || (u != gUtilisateurs().end() && u->description == pour)) << station;
+    }
 }

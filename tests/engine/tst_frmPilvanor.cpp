@@ -6,7 +6,6 @@
 #include "engine/Envoi.h"
 #include "engine/LanceurService.h"
 #include "engine/LigneCommande.h"
-#include "engine/NotificationBureau.h"
 #include "engine/frmEnvoiMessageGroupe.h"
 #include "engine/frmPilvanor.h"
 #include "messenger/Spool.h"
@@ -149,51 +148,6 @@ private Q_SLOTS:
         }
     }
 
-    void aBacklogOpensOneWindowWhateverTheMode()
-    {
-        const QString wav = m_fixture.path("ding.wav");
-        QVERIFY(QFile(wav).open(QIODevice::WriteOnly));
-        storeSetting("JouerFichierSon", "1");
-        storeSetting("FichierSon", wav);
-        for (const char* mode : {"0", "1", "2"}) {
-            storeSetting("AffichageMessage", mode);
-            frmPilvanor w;
-            w.charger();
-            w.tmrCaptureMessage->stop();
-            int sons = 0;
-            setLecteurSon([&sons](const QString&) { ++sons; });
-            // Two batches: the second goes into the window of the first.
-            for (const int n : {12, 11}) {
-                std::vector<Popup> popups;
-                for (int i = 0; i < n; ++i) {
-                    popups.push_back(
-                        {"Messenger Service ",
-                         stdText(QStringLiteral("Message from PC%1 to BOB on x\r\n\r\nbatch %2").arg(i).arg(n)),
-                         {},
-                         {},
-                         {},
-                         {},
-                         {}});
-                }
-                QVERIFY(std::ranges::all_of(PopupSpool(PopupSpool::defaultFolder()).write(popups).durable,
-                                            std::identity()));
-                w.mCapturerMessage();
-            }
-            setLecteurSon({});
-            const QList<frmMessage*> shown = test::visibleWindows<frmMessage>();
-            QCOMPARE(shown.size(), 1);
-            QCOMPARE(shown[0]->cboUtilisateur->count(), 23);
-            QCOMPARE(shown[0]->windowTitle(),
-                     gMessageTexte(gParametres().fichierLangue, "EntetePlusieursNouveauMessage"));
-            // The newest first.
-            QCOMPARE(shown[0]->txtUtilisateur->text() + '|' + shown[0]->txtMessage->toPlainText(), "PC10|batch 11");
-            QCOMPARE(w.nombreNouveauxMessages(), 23);
-            QCOMPARE(sons, 2);
-            qDeleteAll(test::visibleWindows<frmMessage>());
-            gSupprimerHistorique(false);
-        }
-    }
-
     void popupsUnderAnUnknownTitleAreSaid()
     {
         frmPilvanor w;
@@ -244,27 +198,20 @@ private Q_SLOTS:
         }
     }
 
-    void replyQuotesAndSelectsTheStation()
+    void replyFillsTheMessageAndSelectsTheStation()
     {
-        // Text, quoted, what the message box then holds.
-        for (const auto& [text, prefix, composed] :
-             {std::tuple {"a\r\nb", true, "\n\n> a\n> b"}, {"a\r\nb", false, "a\nb"}, {"", true, ""}}) {
-            frmPilvanor w;
-            w.charger();
-            w.optDestinataire[1]->setChecked(true);
-            w.txtMessage->setPlainText("old");
-            w.mRepondre("pc7 (x)", text, prefix);
-            QCOMPARE(w.txtMessage->toPlainText(), composed);
-            QVERIFY(w.optDestinataire[0]->isChecked());
-            QCOMPARE(w.cboDestinataire->currentText(), "PC7 (PC7)");
-            QCOMPARE(IniFile(gFichierDonnees()).readString(SectionUtilisateur, "PC7"), "PC7|0");
-        }
-        // A name the data file would read as a comment is answered but not kept.
+        storeSetting("CaractereDevantReponseExpediteur", "| ");
         frmPilvanor w;
         w.charger();
+        w.optDestinataire[1]->setChecked(true);
+        w.txtMessage->setPlainText("old");
+        w.mRepondre("pc7 (x)", "a\r\nb", true);
+        QCOMPARE(w.txtMessage->toPlainText(), "\n\n| a\n| b");
+        QVERIFY(w.optDestinataire[0]->isChecked());
+        QCOMPARE(w.cboDestinataire->currentText(), "PC7 (PC7)"); // the sender became a user
+        // A name that cannot be kept is answered all the same.
         w.mRepondre("#pc8", "a", false);
-        QCOMPARE(w.cboDestinataire->currentText(), "#PC8");
-        QVERIFY(!IniFile(gFichierDonnees()).load().serialize().contains("#PC8"));
+        QCOMPARE(w.cboDestinataire->currentText() + '|' + w.txtMessage->toPlainText(), "#PC8|a");
         QVERIFY(m_fixture.takeBoxes().isEmpty());
     }
 
@@ -279,7 +226,7 @@ private Q_SLOTS:
             w.cboDestinataire->setEditText(recipient);
             w.txtMessage->setPlainText(text);
             QCOMPARE(w.mnuMesEnvoyer->isEnabled(), enabled);
-            QCOMPARE(w.boutonBarreOutils("EnvoyerMessage")->isEnabled(), enabled);
+            QCOMPARE(w.bouton.EnvoyerMessage->isEnabled(), enabled);
             // Enter in the recipient box sends only when Send may.
             QTest::keyClick(w.cboDestinataire, Qt::Key_Return);
             QTRY_VERIFY(!QApplication::overrideCursor());
@@ -386,56 +333,6 @@ private Q_SLOTS:
         }
     }
 
-    // In the balloon mode the desktop's notifications stand in for a missing tray, asked again at each message;
-    // with neither, or when the service refuses, a window shows the message.
-    void noTrayBalloonGoesToTheDesktopNotifications()
-    {
-        struct Faux : NotificationBureau
-        {
-            Faux()
-                : NotificationBureau(QDBusConnection(QString()))
-            {
-            }
-            bool disponible() const override { return service; }
-            void afficher(const ContenuNotification& c) override { montrees.append(c.titre + '|' + c.texte); }
-            bool service = true;
-            QStringList montrees;
-        };
-        storeSetting("AffichageMessage", "2");
-        IniFile(gFichierParametres()).writeString(SectionRappel, "1", "1|20040102|0304|Wake¶up");
-        frmPilvanor w;
-        auto* faux = new Faux;
-        w.utiliserNotificationBureau(faux);
-        bool zone = false;
-        w.zoneNotificationDisponible = [&zone] { return zone; };
-        w.charger();
-        w.tmrCaptureMessage->stop();
-        const auto recevoir = [&w](const QString& texte) {
-            QVERIFY(spool("Message from ALICE to BOB on x\r\n\r\n" + texte));
-            w.mCapturerMessage();
-        };
-        recevoir("Hello <you>\r\nthere");
-        QCOMPARE(faux->montrees,
-                 QStringList({"Pilvanor Reminder|Wake\nup", "Message from ALICE (ALICE)|Hello <you>\nthere"}));
-        QVERIFY(test::visibleWindows<frmMessage>().isEmpty());
-        Q_EMIT faux->actionInvoquee({});
-        QCOMPARE(test::visibleWindows<frmMessage>().size(), 2); // the reminder and the message
-
-        zone = true; // a tray came: its balloon, no notification
-        recevoir("Second");
-        zone = false;
-        faux->service = false; // neither
-        recevoir("Third");
-        QCOMPARE(faux->montrees.size(), 2);
-        QCOMPARE(test::visibleWindows<frmMessage>().size(), 3);
-        faux->service = true;
-        recevoir("Fourth");
-        QCOMPARE(faux->montrees.size(), 3);
-        Q_EMIT faux->echec(); // the unread ones show: the balloon's and the refused one
-        QCOMPARE(test::visibleWindows<frmMessage>().size(), 5);
-        qDeleteAll(test::visibleWindows<frmMessage>());
-    }
-
     // --new-message: the window ready to type to the station, a known user chosen from the list.
     void newMessageRequestSelectsTheStation()
     {
@@ -463,7 +360,7 @@ private Q_SLOTS:
             c.setPosition(4);
             c.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
             w.txtMessage->setTextCursor(c);
-            w.boutonBarreOutils("OuvrirTexteSelectionne")->trigger();
+            w.bouton.OuvrirTexteSelectionne->trigger();
         }
         QCOMPARE(m_fixture.boxes.size(), 1);
         QCOMPARE(m_fixture.boxes[0].second, int(MsgStyle::Exclamation));
@@ -523,7 +420,7 @@ private Q_SLOTS:
         m_fixture.answer = MsgResult::Yes;
         w.txtMessage->setPlainText("here.txt");
         w.txtMessage->selectAll();
-        w.boutonBarreOutils("OuvrirTexteSelectionne")->trigger();
+        w.bouton.OuvrirTexteSelectionne->trigger();
         QTRY_VERIFY(QFile::exists(copie));
         QFile lu(copie);
         QVERIFY(lu.open(QIODevice::ReadOnly));
@@ -532,7 +429,7 @@ private Q_SLOTS:
 
         // With no editor at all, it says so.
         QVERIFY(QFile::remove(m_fixture.path(".config/mimeapps.list")));
-        w.boutonBarreOutils("OuvrirTexteSelectionne")->trigger();
+        w.bouton.OuvrirTexteSelectionne->trigger();
         const auto boxes = m_fixture.takeBoxes();
         QCOMPARE(boxes.size(), 2);
         QCOMPARE(boxes[1].first,
@@ -546,7 +443,7 @@ private Q_SLOTS:
         gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR)); // the shipped help/
         w.mnuAidPilvanor->trigger();
         w.mnuSysAidePilvanor->trigger();
-        w.boutonBarreOutils("AidePilvanor")->trigger();
+        w.bouton.AidePilvanor->trigger();
         QCOMPARE(m_fixture.opened, QList<QUrl>(3, QUrl::fromLocalFile(PV_SOURCE_DIR "/help/index.html")));
         QVERIFY(m_fixture.boxes.isEmpty());
 

@@ -144,7 +144,7 @@ private Q_SLOTS:
     {
         frmPilvanor main;
         main.mnuFicListeRappel->trigger();
-        main.boutonBarreOutils("ListeRappel")->trigger();
+        main.bouton.ListeRappel->trigger();
         const QList<frmListeRappel*> open = test::visibleWindows<frmListeRappel>();
         QCOMPARE(open.size(), 1);
         QCOMPARE(open[0], frmListeRappel::instance());

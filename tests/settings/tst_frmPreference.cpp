@@ -1,6 +1,7 @@
 #include "FormFixture.h"
 
 #include "common/IniFile.h"
+#include "engine/AvisMessages.h"
 #include "engine/frmPilvanor.h"
 #include "settings/frmPreference.h"
 
@@ -250,7 +251,7 @@ private Q_SLOTS:
     {
         frmPilvanor main;
         main.charger();
-        QVERIFY(main.picSysTray);
+        QVERIFY(main.avisMessages()->picSysTray());
         QCOMPARE(main.mnuFicQuitter->text(), "&Quit");
         QVERIFY(main.mnuFicPreference->isEnabled());
         onModal<frmPreference>([](frmPreference* p) {
@@ -260,9 +261,9 @@ private Q_SLOTS:
             p->cmdAfficherDialoguePolice->click();
             p->cmdOK->click();
         });
-        main.boutonBarreOutils("Preference")->trigger();
+        main.bouton.Preference->trigger();
         QCOMPARE(main.mnuFicQuitter->text(), "&Quitter");
-        QVERIFY(!main.picSysTray);
+        QVERIFY(!main.avisMessages()->picSysTray());
         QCOMPARE(main.txtMessage->font().family(), "Courier");
         QCOMPARE(main.txtMessage->font().pointSize(), 14);
 
