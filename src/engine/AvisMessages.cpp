@@ -2,6 +2,7 @@
 
 #include "common/Language.h"
 #include "common/Son.h"
+#include "common/TexteSaisi.h"
 #include "engine/Notification.h"
 #include "engine/NotificationBureau.h"
 #include "engine/Settings.h"
@@ -198,7 +199,7 @@ bool AvisMessages::notifierBureau(const ContenuNotification& contenu)
         return false;
     }
     ContenuNotification c = contenu;
-    c.texte.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    c.texte = gEnLF(c.texte);
     c.libelleAction = gMessageTexte(gParametres().fichierLangue, QStringLiteral("NotificationAfficher"));
     m_notificationBureau->afficher(c);
     return true;

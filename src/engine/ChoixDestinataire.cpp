@@ -2,6 +2,7 @@
 
 #include "common/DataFile.h"
 #include "common/Language.h"
+#include "common/TexteSaisi.h"
 #include "engine/Settings.h"
 
 #include <QComboBox>
@@ -128,14 +129,8 @@ void ChoixDestinataire::completer()
 void ChoixDestinataire::afficherGroupeRapide()
 {
     const QString texte = m_liste->currentText();
-    QStringList stations;
-    if (m_liste->findText(texte, Qt::MatchFixedString) < 0) {
-        for (const QString& station : texte.split(QLatin1Char(','))) {
-            if (!station.trimmed().isEmpty()) {
-                stations.append(station.trimmed().toUpper());
-            }
-        }
-    }
+    const QStringList stations
+        = m_liste->findText(texte, Qt::MatchFixedString) < 0 ? gStationsTapees(texte) : QStringList();
     if (stations.size() > 1) {
         m_groupeRapide->setText(gMessageTexte(gParametres().fichierLangue, QStringLiteral("GroupeRapide"))
                                 + QStringLiteral(": ") + stations.join(QStringLiteral(", ")));

@@ -2,6 +2,7 @@
 
 #include "addressbook/CarnetAdresses.h"
 #include "common/DataFile.h"
+#include "common/TexteSaisi.h"
 
 #include <exception>
 
@@ -23,7 +24,7 @@ Reponse gPreparerReponse(const QString& station, const QString& texte, bool cite
         const QString debutLigne = QStringLiteral("\r\n") + prefixe;
         r.texte = QStringLiteral("\r\n") + debutLigne + r.texte.replace(QStringLiteral("\r\n"), debutLigne);
     }
-    r.texte.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    r.texte = gEnLF(r.texte);
     return r;
 }
 

@@ -3,6 +3,7 @@
 #include "addressbook/frmGroupe.h"
 #include "addressbook/frmMessagePredefini.h"
 #include "addressbook/frmUtilisateur.h"
+#include "common/CurseurAttente.h"
 #include "common/DataFile.h"
 #include "common/ErrorReport.h"
 #include "common/Fenetres.h"
@@ -10,6 +11,7 @@
 #include "common/Language.h"
 #include "common/OuvrirTexte.h"
 #include "common/Paths.h"
+#include "common/TexteSaisi.h"
 #include "engine/AvisMessages.h"
 #include "engine/ChoixDestinataire.h"
 #include "engine/Envoi.h"
@@ -62,11 +64,8 @@ frmPilvanor::frmPilvanor(QWidget* parent)
 frmPilvanor::~frmPilvanor()
 {
     decharger();
+    // The engine goes with the window and will not say that it has finished: the cursor guard goes too.
     delete m_fenetreGroupe.data();
-    if (m_envoiEnCours) {
-        // The engine goes with the window and will not say that it has finished.
-        QApplication::restoreOverrideCursor();
-    }
 }
 
 void frmPilvanor::relierControles()
@@ -268,17 +267,16 @@ bool frmPilvanor::mEnvoyerMessage()
         return false;
     }
     DemandeEnvoi demande;
-    demande.texte = txtMessage->toPlainText().replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
+    demande.texte = gEnCRLF(txtMessage->toPlainText());
     demande.crypter = chkEncrypterMessage->isChecked();
     demande.destinataire = m_destinataire->destinataire();
     m_envoiGroupe = false;
     if (!envoi()->mEnvoyerMessage(demande)) {
         return false;
     }
-    m_envoiEnCours = true;
+    m_envoiEnCours.emplace();
     mettreAJourEnvoyer();
     staBarreStatut->clearMessage();
-    QApplication::setOverrideCursor(Qt::WaitCursor);
     return true;
 }
 
@@ -323,8 +321,7 @@ void frmPilvanor::envoiTermine(bool succes)
     if (!m_envoiEnCours) {
         return;
     }
-    m_envoiEnCours = false;
-    QApplication::restoreOverrideCursor();
+    m_envoiEnCours.reset();
     if (succes) {
         const Parametres& p = gParametres();
         if (p.effacerMessageApresEnvoi) {
@@ -354,8 +351,7 @@ void frmPilvanor::choisirMessagePredefini(int index)
     if (index < 0 || index >= gMessagesPredefinis().size()) {
         return;
     }
-    const QString texte
-        = gDecoderTexte(gMessagesPredefinis()[index].texte).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    const QString texte = gEnLF(gDecoderTexte(gMessagesPredefinis()[index].texte));
     if (chkAjouterMessagePredefini->isChecked()) {
         txtMessage->moveCursor(QTextCursor::End);
         txtMessage->insertPlainText(texte);
@@ -368,15 +364,16 @@ void frmPilvanor::choisirMessagePredefini(int index)
 void frmPilvanor::insererSignature()
 {
     QString signature = gParametres().signature;
-    txtMessage->insertPlainText(QLatin1Char('\n') + signature.replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+    txtMessage->insertPlainText(QLatin1Char('\n') + gEnLF(signature));
 }
 
 void frmPilvanor::ouvrirHistorique(bool envoye)
 {
     auto* fenetre = new frmMessage(envoye ? TypeFenetre::HistoriqueEnvoye : TypeFenetre::HistoriqueRecu);
-    QApplication::setOverrideCursor(Qt::WaitCursor);
-    const bool charge = fenetre->mCharger();
-    QApplication::restoreOverrideCursor();
+    const bool charge = [fenetre] {
+        const CurseurAttente attente;
+        return fenetre->mCharger();
+    }();
     if (!charge) {
         // An empty history was said in a box; there is nothing to show.
         delete fenetre;
@@ -419,13 +416,12 @@ void frmPilvanor::supprimerHistorique(bool envoye)
     if (gMessageBox(gParametres().fichierLangue, cle, MsgStyle::Question) != MsgResult::Yes) {
         return;
     }
-    QApplication::setOverrideCursor(Qt::WaitCursor);
+    const CurseurAttente attente;
     try {
         gSupprimerHistorique(envoye);
     } catch (const std::exception& e) {
         gSignalerEchecEcriture(gFichierDonnees(), QString::fromLocal8Bit(e.what()));
     }
-    QApplication::restoreOverrideCursor();
 }
 
 void frmPilvanor::mCapturerMessage()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/CurseurAttente.h"
 #include "common/DataFile.h"
 #include "engine/Capture.h"
 #include "engine/HotKey.h"
@@ -103,7 +104,7 @@ private:
     QPointer<frmUtilisateur> m_frmUtilisateur;
     QPointer<frmGroupe> m_frmGroupe;
     QPointer<frmMessagePredefini> m_frmMessagePredefini;
-    bool m_envoiEnCours = false;
+    std::optional<CurseurAttente> m_envoiEnCours; // the wait cursor while a send runs
     bool m_envoiGroupe = false;
     bool m_charge = false;
     bool m_quitter = false;

@@ -1,6 +1,8 @@
 #include "engine/frmPilvanorUi.h"
 
+#include "common/Controles.h"
 #include "common/Paths.h"
+#include "common/Saisie.h"
 
 #include <QAction>
 #include <QApplication>
@@ -23,13 +25,6 @@ namespace pv {
 
 namespace {
 
-template<typename T>
-T* nomme(T* objet, const char* nom)
-{
-    objet->setObjectName(QLatin1String(nom));
-    return objet;
-}
-
 QIcon icone(const char* theme, QStyle::StandardPixmap secours)
 {
     return QIcon::fromTheme(QLatin1String(theme), qApp->style()->standardIcon(secours));
@@ -45,15 +40,15 @@ void frmPilvanorUi::construire(QMainWindow* fenetre)
     construireMenus(fenetre);
     construireBarresOutils(fenetre);
     construireControles(fenetre);
-    staBarreStatut = nomme(new QStatusBar(fenetre), "staBarreStatut");
+    staBarreStatut = gNommer(new QStatusBar(fenetre), "staBarreStatut");
     fenetre->setStatusBar(staBarreStatut);
     // Beside the send outcome, which the status bar's own message shows.
-    lblGroupeRapide = nomme(new QLabel(staBarreStatut), "lblGroupeRapide");
+    lblGroupeRapide = gNommer(new QLabel(staBarreStatut), "lblGroupeRapide");
     lblGroupeRapide->setProperty("sansLibelle", true);
     lblGroupeRapide->hide();
     staBarreStatut->addPermanentWidget(lblGroupeRapide);
     // The capture of received messages runs on this timer's ticks.
-    tmrCaptureMessage = nomme(new QTimer(fenetre), "tmrCaptureMessage");
+    tmrCaptureMessage = gNommer(new QTimer(fenetre), "tmrCaptureMessage");
     fenetre->setMinimumSize(360, 300);
     fenetre->resize(520, 440);
 }
@@ -61,12 +56,12 @@ void frmPilvanorUi::construire(QMainWindow* fenetre)
 void frmPilvanorUi::construireMenus(QMainWindow* fenetre)
 {
     auto action = [fenetre](QMenu* menu, const char* nom, const char* texte) {
-        QAction* a = nomme(new QAction(QString::fromUtf8(texte), fenetre), nom);
+        QAction* a = gNommer(new QAction(QString::fromUtf8(texte), fenetre), nom);
         menu->addAction(a);
         return a;
     };
     QMenuBar* barre = fenetre->menuBar();
-    mnuFichier = nomme(barre->addMenu(QStringLiteral("&Fichier")), "mnuFichier");
+    mnuFichier = gNommer(barre->addMenu(QStringLiteral("&Fichier")), "mnuFichier");
     mnuFicUtilisateur = action(mnuFichier, "mnuFicUtilisateur", "&Utilisateurs...");
     mnuFicGroupe = action(mnuFichier, "mnuFicGroupe", "&Groupes...");
     mnuFichier->addSeparator();
@@ -75,14 +70,14 @@ void frmPilvanorUi::construireMenus(QMainWindow* fenetre)
     mnuFichier->addSeparator();
     mnuFicQuitter = action(mnuFichier, "mnuFicQuitter", "&Quitter");
 
-    mnuMessage = nomme(barre->addMenu(QStringLiteral("&Message")), "mnuMessage");
+    mnuMessage = gNommer(barre->addMenu(QStringLiteral("&Message")), "mnuMessage");
     mnuMesEnvoyer = action(mnuMessage, "mnuMesEnvoyer", "&Envoyer");
     mnuMesEffacer = action(mnuMessage, "mnuMesEffacer", "&Effacer");
     mnuMessage->addSeparator();
     mnuMesInsererSignature = action(mnuMessage, "mnuMesInsererSignature", "&Insérer la signature");
     mnuMesMessagePredefini = action(mnuMessage, "mnuMesMessagePredefini", "&Messages prédéfinis...");
     mnuMessage->addSeparator();
-    mnuMesHistoriqueMessage = nomme(mnuMessage->addMenu(QStringLiteral("Historique")), "mnuMesHistoriqueMessage");
+    mnuMesHistoriqueMessage = gNommer(mnuMessage->addMenu(QStringLiteral("Historique")), "mnuMesHistoriqueMessage");
     mnuHisHistoriqueMessageRecu = action(mnuMesHistoriqueMessage, "mnuHisHistoriqueMessageRecu", "Messages &reçus");
     mnuHisSupprimerHistoriqueMessageRecu
         = action(mnuMesHistoriqueMessage, "mnuHisSupprimerHistoriqueMessageRecu", "&Supprimer les messages reçus");
@@ -92,11 +87,11 @@ void frmPilvanorUi::construireMenus(QMainWindow* fenetre)
     mnuHisSupprimerHistoriqueMessageEnvoye
         = action(mnuMesHistoriqueMessage, "mnuHisSupprimerHistoriqueMessageEnvoye", "S&upprimer les message envoyés");
 
-    mnuAide = nomme(barre->addMenu(QStringLiteral("&Aide")), "mnuAide");
+    mnuAide = gNommer(barre->addMenu(QStringLiteral("&Aide")), "mnuAide");
     mnuAidPilvanor = action(mnuAide, "mnuAidPilvanor", "Aide sur Pilvanor");
     mnuAidAProposDe = action(mnuAide, "mnuAidAProposDe", "A propos de Pilvanor...");
 
-    mnuSysTray = nomme(new QMenu(QStringLiteral("&SysTray"), fenetre), "mnuSysTray");
+    mnuSysTray = gNommer(new QMenu(QStringLiteral("&SysTray"), fenetre), "mnuSysTray");
     mnuSysRestaurer = action(mnuSysTray, "mnuSysRestaurer", "Restaurer");
     QFont gras = mnuSysRestaurer->font();
     gras.setBold(true);
@@ -128,7 +123,7 @@ void frmPilvanorUi::construireBarresOutils(QMainWindow* fenetre)
         }
         return a;
     };
-    tlbPrincipale = nomme(new QToolBar(fenetre), "tlbPrincipale");
+    tlbPrincipale = gNommer(new QToolBar(fenetre), "tlbPrincipale");
     tlbPrincipale->setMovable(false);
     fenetre->addToolBar(Qt::TopToolBarArea, tlbPrincipale);
     bouton.Utilisateurs
@@ -156,7 +151,7 @@ void frmPilvanorUi::construireBarresOutils(QMainWindow* fenetre)
     bouton.AidePilvanor
         = ajouter(tlbPrincipale, "AidePilvanor", "help-contents", QStyle::SP_DialogHelpButton, mnuAidPilvanor);
 
-    tlbMessage = nomme(new QToolBar(fenetre), "tlbMessage");
+    tlbMessage = gNommer(new QToolBar(fenetre), "tlbMessage");
     tlbMessage->setMovable(false);
     tlbMessage->setIconSize(QSize(16, 16));
     bouton.EnvoyerMessage = ajouter(tlbMessage, "EnvoyerMessage", "mail-send", QStyle::SP_ArrowRight, mnuMesEnvoyer);
@@ -174,19 +169,19 @@ void frmPilvanorUi::construireControles(QMainWindow* fenetre)
     auto* central = new QWidget(fenetre);
     auto* layout = new QVBoxLayout(central);
 
-    fraDestinataire = nomme(new QGroupBox(QStringLiteral("Destinataire"), central), "fraDestinataire");
+    fraDestinataire = gNommer(new QGroupBox(QStringLiteral("Destinataire"), central), "fraDestinataire");
     auto* fraLayout = new QVBoxLayout(fraDestinataire);
     auto* options = new QHBoxLayout;
     const char* libelles[] = {"Utilisateurs", "Groupes"};
     for (int i = 0; i < 2; ++i) {
         // A control array: the members share the name and carry their index.
-        optDestinataire[i] = nomme(new QRadioButton(QLatin1String(libelles[i]), fraDestinataire), "optDestinataire");
+        optDestinataire[i] = gNommer(new QRadioButton(QLatin1String(libelles[i]), fraDestinataire), "optDestinataire");
         optDestinataire[i]->setProperty("index", i);
         options->addWidget(optDestinataire[i]);
     }
     options->addStretch();
     fraLayout->addLayout(options);
-    cboDestinataire = nomme(new QComboBox(fraDestinataire), "cboDestinataire");
+    cboDestinataire = gNommer(new QComboBox(fraDestinataire), "cboDestinataire");
     cboDestinataire->setEditable(true);
     cboDestinataire->setInsertPolicy(QComboBox::NoInsert);
     // Completion is the window's own, on key release, as the recipient list has always done it.
@@ -195,8 +190,8 @@ void frmPilvanorUi::construireControles(QMainWindow* fenetre)
     layout->addWidget(fraDestinataire);
 
     auto* predefini = new QHBoxLayout;
-    lblMessagePredefini = nomme(new QLabel(QStringLiteral("Message prédéfini"), central), "lblMessagePredefini");
-    cboMessagePredefini = nomme(new QComboBox(central), "cboMessagePredefini");
+    lblMessagePredefini = gNommer(new QLabel(QStringLiteral("Message prédéfini"), central), "lblMessagePredefini");
+    cboMessagePredefini = gNommer(new QComboBox(central), "cboMessagePredefini");
     cboMessagePredefini->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     cboMessagePredefini->setMinimumContentsLength(12);
     lblMessagePredefini->setBuddy(cboMessagePredefini);
@@ -206,21 +201,22 @@ void frmPilvanorUi::construireControles(QMainWindow* fenetre)
 
     auto* coches = new QHBoxLayout;
     chkAjouterMessagePredefini
-        = nomme(new QCheckBox(QStringLiteral("Ajouter au message"), central), "chkAjouterMessagePredefini");
-    chkEncrypterMessage = nomme(new QCheckBox(QStringLiteral("Crypter le message"), central), "chkEncrypterMessage");
+        = gNommer(new QCheckBox(QStringLiteral("Ajouter au message"), central), "chkAjouterMessagePredefini");
+    chkEncrypterMessage = gNommer(new QCheckBox(QStringLiteral("Crypter le message"), central), "chkEncrypterMessage");
     coches->addWidget(chkAjouterMessagePredefini);
     coches->addWidget(chkEncrypterMessage);
     coches->addStretch();
     layout->addLayout(coches);
 
     auto* entete = new QHBoxLayout;
-    lblMessage = nomme(new QLabel(QStringLiteral("Message"), central), "lblMessage");
+    lblMessage = gNommer(new QLabel(QStringLiteral("Message"), central), "lblMessage");
     entete->addWidget(lblMessage);
     entete->addStretch();
     entete->addWidget(tlbMessage);
     layout->addLayout(entete);
-    txtMessage = nomme(new QPlainTextEdit(central), "txtMessage");
+    txtMessage = gNommer(new QPlainTextEdit(central), "txtMessage");
     lblMessage->setBuddy(txtMessage);
+    gSelectionnerAuFocus(txtMessage);
     layout->addWidget(txtMessage, 1);
     fenetre->setCentralWidget(central);
 }
