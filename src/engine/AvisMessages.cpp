@@ -27,7 +27,7 @@ void devant(QWidget* fenetre)
 
 QString titreNouveauMessage(qsizetype nombre)
 {
-    return gMessageTexte(gParametres().fichierLangue, gCleTitreNouveauMessage(int(nombre)));
+    return gTexteMessage(gCleTitreNouveauMessage(int(nombre)));
 }
 
 } // namespace
@@ -200,7 +200,7 @@ bool AvisMessages::notifierBureau(const ContenuNotification& contenu)
     }
     ContenuNotification c = contenu;
     c.texte = gEnLF(c.texte);
-    c.libelleAction = gMessageTexte(gParametres().fichierLangue, QStringLiteral("NotificationAfficher"));
+    c.libelleAction = gTexteMessage(QStringLiteral("NotificationAfficher"));
     m_notificationBureau->afficher(c);
     return true;
 }

@@ -132,8 +132,8 @@ void ChoixDestinataire::afficherGroupeRapide()
     const QStringList stations
         = m_liste->findText(texte, Qt::MatchFixedString) < 0 ? gStationsTapees(texte) : QStringList();
     if (stations.size() > 1) {
-        m_groupeRapide->setText(gMessageTexte(gParametres().fichierLangue, QStringLiteral("GroupeRapide"))
-                                + QStringLiteral(": ") + stations.join(QStringLiteral(", ")));
+        m_groupeRapide->setText(gTexteMessage(QStringLiteral("GroupeRapide")) + QStringLiteral(": ")
+                                + stations.join(QStringLiteral(", ")));
         m_groupeRapide->show();
     } else {
         m_groupeRapide->hide();

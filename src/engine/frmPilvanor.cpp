@@ -170,8 +170,7 @@ void frmPilvanor::charger()
 
     auto* service = new LanceurService(this);
     connect(service, &LanceurService::receptionImpossible, this, [this](const QString& raison) {
-        staBarreStatut->showMessage(
-            gMessageTexte(gParametres().fichierLangue, QStringLiteral("ReceptionImpossible"), {raison}));
+        staBarreStatut->showMessage(gTexteMessage(QStringLiteral("ReceptionImpossible"), {raison}));
     });
     service->demarrer();
 
@@ -437,8 +436,7 @@ void frmPilvanor::mCapturerMessage()
         // Never captured, so never shown: the user must hear of them and of what brings them in.
         m_nbNonReconnusDits = r.nbNonReconnus;
         if (r.nbNonReconnus > 0) {
-            staBarreStatut->showMessage(gMessageTexte(gParametres().fichierLangue,
-                                                      QStringLiteral("MessagesTitreInconnu"),
+            staBarreStatut->showMessage(gTexteMessage(QStringLiteral("MessagesTitreInconnu"),
                                                       {QString::number(r.nbNonReconnus), r.titreNonReconnu}));
         }
     }

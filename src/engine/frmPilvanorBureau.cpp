@@ -56,8 +56,7 @@ void frmPilvanor::enregistrerRaccourci(const std::optional<HotKey>& touches)
     // Under Wayland an X11 grab only sees keys meant for this program's own windows: the desktop decides.
     m_hotKey->unregisterHotKey();
     if (valide) {
-        m_portail->enregistrer(
-            *touches, gMessageTexte(gParametres().fichierLangue, QStringLiteral("DescriptionRaccourciBureau")));
+        m_portail->enregistrer(*touches, gTexteMessage(QStringLiteral("DescriptionRaccourciBureau")));
     } else {
         m_portail->liberer();
     }
