@@ -366,6 +366,12 @@ popup_body() {
     tr -d '\r' <"$file" | sed '1,/^$/d' | sed '1,2d'
 }
 
+# expect_popup H I TEXT: waits for H's I-th pop-up, whose body must be TEXT.
+expect_popup() {
+    wait_popups "$1" "$2"
+    [ "$(popup_body "$1" "$2")" = "$3" ] || fail "$1's pop-up $2: <$(popup_body "$1" "$2")>, expected <$3>"
+}
+
 # wait_popups H COUNT: waits until H's spool holds COUNT pop-ups.
 wait_popups() { poll 5 _has_popups "$1" "$2" || fail "$1 has fewer than $2 pop-ups"; }
 _has_popups() { [ "$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' 2>/dev/null | wc -l)" -ge "$2" ]; }
