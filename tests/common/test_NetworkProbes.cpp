@@ -19,7 +19,6 @@
 #include <cctype>
 
 #include <fcntl.h>
-#include <functional>
 #include <future>
 #include <sched.h>
 #include <unistd.h>
@@ -85,26 +84,20 @@ protected:
         ASSERT_TRUE(test::writeFile(QStringLiteral("/proc/sys/net/ipv4/neigh/pva/retrans_time_ms"), "50"));
     }
 
-    // Runs `travail` on a thread of its own, answering meanwhile each name question that comes to port 1137 with
-    // what `reponses` gives; `travail`'s result.
+    // Runs `travail` on a thread while answering each name question to port 1137 with what `reponses` gives.
     using Reponses = std::vector<codec::Result<std::vector<uint8_t>>>;
-    template<typename F>
-    static auto repondre(F travail,
-                         const std::function<Reponses(const codec::NameQuestion&, const QNetworkDatagram&)>& reponses)
+    static auto repondre(auto travail, auto reponses)
     {
         QUdpSocket membre;
         EXPECT_TRUE(membre.bind(QHostAddress::AnyIPv4, 1137));
         auto fin = std::async(std::launch::async, travail);
         while (fin.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
             const QNetworkDatagram d = membre.waitForReadyRead(20) ? membre.receiveDatagram() : QNetworkDatagram();
-            const QByteArray octets = d.data();
-            const auto q
-                = codec::parseNameQuestion({reinterpret_cast<const uint8_t*>(octets.data()), size_t(octets.size())});
+            const QByteArray o = d.data();
+            const auto q = codec::parseNameQuestion({reinterpret_cast<const uint8_t*>(o.data()), size_t(o.size())});
             for (const auto& r : q ? reponses(*q, d) : Reponses {}) {
-                if (r) {
-                    membre.writeDatagram(
-                        d.makeReply(QByteArray(reinterpret_cast<const char*>(r->data()), qsizetype(r->size()))));
-                }
+                membre.writeDatagram(
+                    d.makeReply(QByteArray(reinterpret_cast<const char*>(r->data()), qsizetype(r->size()))));
             }
         }
         return fin.get();
