@@ -69,9 +69,7 @@ from_pilvanor_send() {
     out=$(in_host h2 "$send_bin" --from carol "$IP_h1" "$1" 2>&1) || fail "pilvanor-send: $out"
 }
 
-count_windows() {
-    xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | wc -l
-}
+count_windows() { xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | wc -l; }
 
 wait_windows() { poll 10 _windows "$1" "$2" || fail "$(count_windows "$1") windows '$1', expected $2"; }
 _windows() { [ "$(count_windows "$1")" = "$2" ]; }
@@ -87,9 +85,7 @@ _icon() {
     [ "$(awk -v s="$share" 'BEGIN { print (s > 0.02) }')" = "$2" ]
 }
 
-mapped() {
-    xwininfo -id "$1" 2>/dev/null | grep -q 'Map State: IsViewable'
-}
+mapped() { xwininfo -id "$1" 2>/dev/null | grep -q 'Map State: IsViewable'; }
 
 wait_mapped() { poll 5 _mapped_is "$1" "$2"; }
 _mapped_is() { if mapped "$1"; then [ "$2" = 1 ]; else [ "$2" = 0 ]; fi; }
