@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/DataFile.h"
+#include "common/IniFile.h"
 #include "common/Language.h"
 #include "common/OuvrirTexte.h"
 #include "common/Paths.h"
@@ -35,12 +36,15 @@ QList<T*> visibleWindows()
     return out;
 }
 
-// Where each form test starts (reset() in init()): a temporary home, so that no test touches the real one; default
-// settings in English; no message service; the real clock; message boxes recorded and answered with `answer`;
-// addresses recorded instead of opened, and said opened while `browser` is true.
+// Where each form test starts (reset() in init()): a temporary home, so that no test touches the real one; settings
+// in English, a few of them not the defaults; no message service; the real clock; message boxes recorded and answered
+// with `answer`; addresses recorded instead of opened, and said opened while `browser` is true.
 class FormFixture
 {
 public:
+    static constexpr std::pair<const char*, const char*> NonDefaut[]
+        = {{"DelaiAttente", "750"}, {"NbMessageMaxHistorique", "9"}, {"IntervalleCaptureMessage", "150"}};
+
     ~FormFixture()
     {
         setMessageBoxPresenter({});
@@ -58,7 +62,14 @@ public:
         gDefinirDossierProgramme(QStringLiteral(PV_SOURCE_DIR "/lang"));
         gDefinirFichierParametres(gCheminFichierParametres());
         gDefinirFichierDonnees(gCheminFichierDonneesParDefaut());
+        // Not the defaults, in the file a window reloads, so that a constant in place of a setting fails.
+        IniFile(gFichierParametres()).update([](IniDocument& d) {
+            for (const auto& [cle, valeur] : NonDefaut) {
+                d.setValue(SectionGeneral, cle, valeur);
+            }
+        });
         gParametres() = Parametres {};
+        gChargerParametres();
         gParametres().fichierLangue = langFile("ENG");
         setHorlogeEssai({});
         boxes.clear();

@@ -83,6 +83,19 @@ _lan_cleanup() {
     _cleanup
 }
 
+# service_names NAME...: the names the service pilvanor starts answers to besides the host name; the settings folder.
+service_names() {
+    mkdir -p "$HOME/.local/state/pilvanor/popups" "$(dirname "$CONF")"
+    printf '%s\n' "$@" >"$HOME/.local/state/pilvanor/popups/names"
+}
+
+# from_samba TEXT: smbclient -M from h2 to BOB at h1's address, which must take it.
+from_samba() {
+    local out
+    out=$(printf '%s' "$1" | send_with_smbclient h2 BOB "$IP_h1" 2>&1) || fail "smbclient -M BOB: $out"
+    ! grep -q NT_STATUS <<<"$out" || fail "smbclient -M BOB: $out"
+}
+
 # pilvanor inside host H of the LAN: it reaches the display through the socket file under /tmp/.X11-unix.
 start_pilvanor_in() {
     start_in "$1" pilvanor "$PILVANOR"

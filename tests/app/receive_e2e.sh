@@ -23,9 +23,7 @@ make_lan 2
 new_home user
 # pilvanor starts the service itself; the service answers to BOB besides the host name.
 unset PILVANOR_MESSENGER
-mkdir -p "$HOME/.local/state/pilvanor/popups"
-echo BOB >"$HOME/.local/state/pilvanor/popups/names"
-mkdir -p "$(dirname "$CONF")"
+service_names BOB
 printf '[General]\nAffichageMessage=0\n' >"$CONF"
 # Its pop-ups carry the French title and header; the program's settings are the English defaults.
 start_in h1 messenger env LC_ALL=fr_FR.UTF-8 "$messenger_bin"
@@ -59,23 +57,19 @@ start_pilvanor_in_h1() {
 
 tray_icon() { xwininfo -tree -id "$panel" | awk '/\("pilvanor" "Pilvanor"\)/ { print $1; exit }' | grep .; }
 
-wait_incoming() { poll 10 _incoming "$1" || fail "received history after $1 messages: $(pv_history Incoming)"; }
-_incoming() { [ "$(pv_history Incoming | wc -l)" -ge "$1" ]; }
-
-from_samba() {
-    local out
-    out=$(printf '%s' "$1" | send_with_smbclient h2 BOB "$IP_h1" 2>&1) || fail "smbclient -M BOB: $out"
-    ! grep -q NT_STATUS <<<"$out" || fail "smbclient -M BOB: $out"
+# wait_incoming N [TEXT]: waits until the received history holds N messages, the newest TEXT ("sender|text").
+wait_incoming() {
+    poll 10 _incoming "$1" || fail "received history after $1 messages: $(pv_history Incoming)"
+    [ -z "${2:-}" ] || [ "$(pv_history Incoming | sed -n "$1p")" = "$2" ] || fail "received history: $(pv_history Incoming)"
 }
+_incoming() { [ "$(pv_history Incoming | wc -l)" -ge "$1" ]; }
 
 from_pilvanor_send() {
     local out
     out=$(in_host h2 "$send_bin" --from carol "$IP_h1" "$1" 2>&1) || fail "pilvanor-send: $out"
 }
 
-count_windows() {
-    xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | wc -l
-}
+count_windows() { xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | wc -l; }
 
 wait_windows() { poll 10 _windows "$1" "$2" || fail "$(count_windows "$1") windows '$1', expected $2"; }
 _windows() { [ "$(count_windows "$1")" = "$2" ]; }
@@ -91,9 +85,7 @@ _icon() {
     [ "$(awk -v s="$share" 'BEGIN { print (s > 0.02) }')" = "$2" ]
 }
 
-mapped() {
-    xwininfo -id "$1" 2>/dev/null | grep -q 'Map State: IsViewable'
-}
+mapped() { xwininfo -id "$1" 2>/dev/null | grep -q 'Map State: IsViewable'; }
 
 wait_mapped() { poll 5 _mapped_is "$1" "$2"; }
 _mapped_is() { if mapped "$1"; then [ "$2" = 1 ]; else [ "$2" = 0 ]; fi; }
@@ -127,14 +119,12 @@ wait_icon "$red" 0
 # Off the middle, where the message window opens, so that both show.
 xdotool windowmove "$MAIN_ID" 40 30
 from_samba 'Hello from Samba'
-wait_incoming 1
-[ "$(pv_history Incoming)" = 'alice|Hello from Samba' ] || fail "received history: $(pv_history Incoming)"
+wait_incoming 1 'alice|Hello from Samba'
 wait_windows 'New message' 1
 wait_icon "$red" 1
 shot pilvanor-received.png
 from_pilvanor_send 'Hello from pilvanor-send'
-wait_incoming 2
-[ "$(pv_history Incoming | sed -n 2p)" = 'carol|Hello from pilvanor-send' ] || fail "received history: $(pv_history Incoming)"
+wait_incoming 2 'carol|Hello from pilvanor-send'
 wait_windows 'New message' 2
 for id in $(xdotool search --onlyvisible --name '^New message$'); do
     xdotool windowactivate --sync "$id" key alt+F4
@@ -147,8 +137,7 @@ quit_pilvanor
 from_samba 'While closed'
 # One window for all, whose caption counts the new messages.
 start_pilvanor_in_h1 1
-wait_incoming 3
-[ "$(pv_history Incoming | sed -n 3p)" = 'alice|While closed' ] || fail "received history: $(pv_history Incoming)"
+wait_incoming 3 'alice|While closed'
 wait_windows 'New message' 1
 from_pilvanor_send 'Later'
 wait_incoming 4
@@ -165,8 +154,7 @@ wait_mapped "$MAIN_ID" 0 || fail "minimised, the main window did not go to the t
 xdotool key ctrl+alt+m
 wait_mapped "$MAIN_ID" 1 || fail "Ctrl+Alt+M did not bring the window back from the tray"
 from_samba 'In a balloon'
-wait_incoming 5
-[ "$(pv_history Incoming | sed -n 5p)" = 'alice|In a balloon' ] || fail "received history: $(pv_history Incoming)"
+wait_incoming 5 'alice|In a balloon'
 poll 5 balloon >/dev/null || fail "no balloon by the tray icon"
 [ "$(count_windows 'New message')" = 0 ] || fail "a message window opened in the balloon mode"
 wait_icon "$red" 1
@@ -183,7 +171,6 @@ kill -KILL "$old_service"
 poll 10 service_pid "$old_service" >/dev/null || fail "pilvanor did not start the message service again"
 wait_port h1 139
 from_pilvanor_send 'After the restart'
-wait_incoming 6
-[ "$(pv_history Incoming | sed -n 6p)" = 'carol|After the restart' ] || fail "received history: $(pv_history Incoming)"
+wait_incoming 6 'carol|After the restart'
 quit_pilvanor
 echo "PASS receive end to end"

@@ -60,8 +60,7 @@ xdotool key Return
 group_id=$(wait_window 'Group send') || fail "the group send window did not appear"
 wait_messages h2 2 15
 [ "$(message_text h2 2)" = 'Hello group' ] || fail "PEERB received: $(message_text h2 2)"
-wait_popups h3 1
-[ "$(popup_body h3 1)" = 'Hello group' ] || fail "PEERC's pop-up: <$(popup_body h3 1)>"
+expect_popup h3 1 'Hello group'
 # GHOST's failure did not stop the send to PEERC, and left no record.
 wait_history "$(printf '%s\n' "$IP_h2|Hello PEERB" 'PEERB|Hello group' 'PEERC|Hello group')"
 shot pilvanor-group-send.png

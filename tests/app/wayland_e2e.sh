@@ -21,12 +21,7 @@ mkdir -m 700 "$WORK/wl"
 XDG_RUNTIME_DIR="$WORK/wl" weston --backend=headless-backend.so --use-pixman --debug --socket=wayland-pv \
     --idle-time=0 --width=1024 --height=768 >"$WORK/weston.log" 2>&1 &
 PIDS+=($!)
-for _ in $(seq 1 100); do
-    [ -S "$WORK/wl/wayland-pv" ] && break
-    kill -0 "${PIDS[-1]}" 2>/dev/null || skip "weston cannot start here: $(tail -n 3 "$WORK/weston.log")"
-    sleep 0.1
-done
-[ -S "$WORK/wl/wayland-pv" ] || skip "weston did not open its socket: $(tail -n 3 "$WORK/weston.log")"
+poll 10 test -S "$WORK/wl/wayland-pv" || skip "weston cannot start here: $(tail -n 3 "$WORK/weston.log")"
 export WAYLAND_DISPLAY="$WORK/wl/wayland-pv" QT_QPA_PLATFORM=wayland XDG_SESSION_TYPE=wayland
 unset DISPLAY
 
@@ -34,30 +29,22 @@ unset DISPLAY
 dbus-daemon --session --address="unix:path=$WORK/bus" --nofork --nopidfile >"$WORK/dbus.log" 2>&1 &
 PIDS+=($!)
 export DBUS_SESSION_BUS_ADDRESS="unix:path=$WORK/bus"
-for _ in $(seq 1 50); do [ -S "$WORK/bus" ] && break; sleep 0.1; done
+wait_for "no session bus" 5 test -S "$WORK/bus"
 
 DESKTOP_LOG="$WORK/bureau.log"
 start_desktop() {
     "$PYTHON" "$(dirname "$0")/bureau_dbus.py" "$DESKTOP_LOG" "$@" 2>>"$WORK/bureau.err" &
     DESKTOP_PID=$!
     PIDS+=("$DESKTOP_PID")
-    for _ in $(seq 1 100); do
-        [ "$(cat "$DESKTOP_LOG" 2>/dev/null | grep -c '"ready"')" -ge "$DESKTOP_RUNS" ] && return 0
-        sleep 0.1
-    done
-    fail "the desktop stand-in did not start: $(cat "$WORK/bureau.err")"
+    poll 10 _desktop_ready || fail "the desktop stand-in did not start: $(cat "$WORK/bureau.err")"
 }
+_desktop_ready() { [ "$(grep -c '"ready"' "$DESKTOP_LOG" 2>/dev/null)" -ge "$DESKTOP_RUNS" ]; }
 # calls NAME: the calls of that name the desktop stand-in received, one JSON object a line.
 calls() {
     grep "\"call\": \"$1\"" "$DESKTOP_LOG" || true
 }
-wait_calls() {
-    for _ in $(seq 1 100); do
-        [ "$(calls "$1" | wc -l)" -ge "$2" ] && return 0
-        sleep 0.1
-    done
-    fail "$(calls "$1" | wc -l) $1 calls, expected $2: $(cat "$DESKTOP_LOG")"
-}
+wait_calls() { poll 10 _has_calls "$1" "$2" || fail "$(calls "$1" | wc -l) $1 calls, expected $2: $(cat "$DESKTOP_LOG")"; }
+_has_calls() { [ "$(calls "$1" | wc -l)" -ge "$2" ]; }
 field() {
     "$PYTHON" -c 'import json, sys; print(json.dumps(json.loads(sys.argv[1])[sys.argv[2]]))' "$1" "$2"
 }
@@ -68,45 +55,25 @@ as_user() {
 make_lan 2
 new_home user
 unset PILVANOR_MESSENGER
-mkdir -p "$HOME/.local/state/pilvanor/popups" "$(dirname "$CONF")"
-echo BOB >"$HOME/.local/state/pilvanor/popups/names"
+service_names BOB
 printf '[General]\nAffichageMessage=2\nDemarrerMinimise=1\n' >"$CONF"
 WLOG="$WORK/h1/log/pilvanor.out"
 
 # toplevels TITLE: how many windows of that title the program has mapped so far.
-toplevels() {
-    cat "$WLOG" 2>/dev/null | grep -c "xdg_toplevel@[0-9]*\.set_title(\"$1\")" || true
-}
-wait_toplevels() {
-    for _ in $(seq 1 100); do
-        [ "$(toplevels "$1")" -ge "$2" ] && return 0
-        sleep 0.1
-    done
-    fail "$(toplevels "$1") windows '$1' mapped, expected $2"
-}
+toplevels() { grep -c "xdg_toplevel@[0-9]*\.set_title(\"$1\")" "$WLOG" 2>/dev/null || true; }
+wait_toplevels() { poll 10 _has_toplevels "$1" "$2" || fail "$(toplevels "$1") windows '$1' mapped, expected $2"; }
+_has_toplevels() { [ "$(toplevels "$1")" -ge "$2" ]; }
 # on_screen: the share of the screen the window's light background covers.
 on_screen() {
     (cd "$WORK" && rm -f wayland-screenshot-*.png && weston-screenshooter >/dev/null 2>&1) || fail "no screenshot"
     convert "$WORK"/wayland-screenshot-*.png -fx 'r>0.85&&g>0.85&&b>0.85' -format '%[fx:mean]' info:
 }
-wait_on_screen() {
-    local share
-    for _ in $(seq 1 30); do
-        share=$(on_screen)
-        [ "$(awk -v s="$share" 'BEGIN { print (s > 0.1) }')" = "$1" ] && return 0
-        sleep 0.2
-    done
-    fail "$share of the screen is window, expected shown=$1"
-}
+wait_on_screen() { poll 6 _shown_is "$1" || fail "$share of the screen is window, expected shown=$1"; }
+_shown_is() { share=$(on_screen) && [ "$(awk -v s="$share" 'BEGIN { print (s > 0.1) }')" = "$1" ]; }
 start_pilvanor_wayland() {
     WAYLAND_DEBUG=client start_pilvanor_in h1
     wait_toplevels Pilvanor "$1"
     wait_port h1 139
-}
-from_samba() {
-    local out
-    out=$(printf '%s' "$1" | send_with_smbclient h2 BOB "$IP_h1" 2>&1) || fail "smbclient -M BOB: $out"
-    ! grep -q NT_STATUS <<<"$out" || fail "smbclient -M BOB: $out"
 }
 
 DESKTOP_RUNS=1

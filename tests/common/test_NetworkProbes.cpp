@@ -84,6 +84,25 @@ protected:
         ASSERT_TRUE(test::writeFile(QStringLiteral("/proc/sys/net/ipv4/neigh/pva/retrans_time_ms"), "50"));
     }
 
+    // Runs `travail` on a thread while answering each name question to port 1137 with what `reponses` gives.
+    using Reponses = std::vector<codec::Result<std::vector<uint8_t>>>;
+    static auto repondre(auto travail, auto reponses)
+    {
+        QUdpSocket membre;
+        EXPECT_TRUE(membre.bind(QHostAddress::AnyIPv4, 1137));
+        auto fin = std::async(std::launch::async, travail);
+        while (fin.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            const QNetworkDatagram d = membre.waitForReadyRead(20) ? membre.receiveDatagram() : QNetworkDatagram();
+            const QByteArray o = d.data();
+            const auto q = codec::parseNameQuestion({reinterpret_cast<const uint8_t*>(o.data()), size_t(o.size())});
+            for (const auto& r : q ? reponses(*q, d) : Reponses {}) {
+                membre.writeDatagram(
+                    d.makeReply(QByteArray(reinterpret_cast<const char*>(r->data()), qsizetype(r->size()))));
+            }
+        }
+        return fin.get();
+    }
+
     int m_origine = ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
     QStringList m_messages;
 };
@@ -142,19 +161,13 @@ TEST_F(ReseauIsole, WorkgroupListingKeepsOnlyMembersStations)
     using namespace pv::codec;
     ASSERT_NO_FATAL_FAILURE(brancherVeth());
     const QDeadlineTimer limite(2 * 300 + 1500); // two rounds of 300 ms
-    QUdpSocket membre;
-    ASSERT_TRUE(membre.bind(QHostAddress::AnyIPv4, 1137));
-    auto liste = std::async(std::launch::async, [] {
-        return gListerStationsGroupeTravail(QStringLiteral("testwg"), 300, 1137).join(u',').toStdString();
-    });
-    while (liste.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        const QNetworkDatagram d = membre.waitForReadyRead(20) ? membre.receiveDatagram() : QNetworkDatagram();
-        const QByteArray octets = d.data();
-        const auto q = parseNameQuestion({reinterpret_cast<const uint8_t*>(octets.data()), size_t(octets.size())});
-        if (!q || (q->type != kRrTypeNbStat && !(q->name == NetbiosName {"TESTWG", 0x00, {}} && q->isBroadcast()))) {
-            continue;
+    const auto liste
+        = [] { return gListerStationsGroupeTravail(QStringLiteral("testwg"), 300, 1137).join(u',').toStdString(); };
+    const std::string listees = repondre(liste, [](const NameQuestion& q, const QNetworkDatagram& d) -> Reponses {
+        if (q.type != kRrTypeNbStat && !(q.name == NetbiosName {"TESTWG", 0x00, {}} && q.isBroadcast())) {
+            return {};
         }
-        NameQuestion autre = *q;
+        NameQuestion autre = q;
         ++autre.id;
         const NbAddress a[] = {{0, 0x0A4D0001}, {0, 0x7F000002}};
         const bool intrus = d.destinationAddress() == QHostAddress(QStringLiteral("127.0.0.2"));
@@ -162,14 +175,12 @@ TEST_F(ReseauIsole, WorkgroupListingKeepsOnlyMembersStations)
                                                    {{"ALICE", 0x03, {}}, kNameActive},
                                                    {{"FILES", 0x20, {}}, kNameActive},
                                                    {{"TESTWG", 0x00, {}}, kNbGroup | kNameActive}};
-        for (const auto& r : q->type == kRrTypeNbStat ? std::vector {buildNodeStatusResponse(*q, noms)}
-                                                      : std::vector {buildNameQueryAnswer(*q, 0, {a, 1}),
-                                                                     buildNameQueryAnswer(autre, 0, {a + 1, 1})}) {
-            membre.writeDatagram(
-                d.makeReply(QByteArray(reinterpret_cast<const char*>(r->data()), qsizetype(r->size()))));
+        if (q.type == kRrTypeNbStat) {
+            return {buildNodeStatusResponse(q, noms)};
         }
-    }
-    EXPECT_EQ(liste.get(), "FILES,PEERA") << "computers only, not the user ALICE<03>";
+        return {buildNameQueryAnswer(q, 0, {a, 1}), buildNameQueryAnswer(autre, 0, {a + 1, 1})};
+    });
+    EXPECT_EQ(listees, "FILES,PEERA") << "computers only, not the user ALICE<03>";
     EXPECT_FALSE(limite.hasExpired());
 }
 
@@ -196,30 +207,21 @@ TEST_F(ReseauIsole, StationNameIsLookedForCheapestFirst)
         SCOPED_TRACE(quoi);
         ASSERT_TRUE(test::writeFile(dossier.filePath("hosts"), hosts));
         StationLookup recherche {600, 1137, wins, stdText(dossier.filePath("hosts"))};
-        QUdpSocket membre;
-        ASSERT_TRUE(membre.bind(QHostAddress::AnyIPv4, 1137));
-        auto trouve = std::async(std::launch::async, [&] {
+        const auto trouve = [&] {
             return resolveStation({"GHOST", kSuffixMessenger, {}}, "ghost", recherche).value_or(0);
-        });
+        };
         std::vector<std::pair<uint8_t, bool>> questions;
-        while (trouve.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-            const QNetworkDatagram d = membre.waitForReadyRead(20) ? membre.receiveDatagram() : QNetworkDatagram();
-            const QByteArray octets = d.data();
-            const auto q = parseNameQuestion({reinterpret_cast<const uint8_t*>(octets.data()), size_t(octets.size())});
-            if (!q || q->name.name != "GHOST") {
-                continue;
+        const uint32_t trouvee = repondre(trouve, [&](const NameQuestion& q, const QNetworkDatagram&) -> Reponses {
+            if (q.name.name != "GHOST") {
+                return {};
             }
-            if (std::find(questions.begin(), questions.end(), std::pair(q->name.suffix, q->isBroadcast()))
-                == questions.end()) {
-                questions.emplace_back(q->name.suffix, q->isBroadcast());
+            if (std::ranges::find(questions, std::pair(q.name.suffix, q.isBroadcast())) == questions.end()) {
+                questions.emplace_back(q.name.suffix, q.isBroadcast());
             }
             const NbAddress a[] = {{0, 0x0A4D0001}};
-            if (const auto r = buildNameQueryAnswer(*q, 0, {a, 1}); r && q->name.suffix == kSuffixWorkstation) {
-                membre.writeDatagram(
-                    d.makeReply(QByteArray(reinterpret_cast<const char*>(r->data()), qsizetype(r->size()))));
-            }
-        }
-        EXPECT_EQ(trouve.get(), attendue);
+            return q.name.suffix == kSuffixWorkstation ? Reponses {buildNameQueryAnswer(q, 0, {a, 1})} : Reponses {};
+        });
+        EXPECT_EQ(trouvee, attendue);
         EXPECT_EQ(questions, attendues);
     }
 }

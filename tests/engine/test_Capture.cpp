@@ -33,6 +33,18 @@ QString popupTexte(const QString& entete, const QString& corps)
     return entete + QStringLiteral("\r\n\r\n") + corps;
 }
 
+// A pop-up of DE for BOB, as the service writes it.
+Popup popup(const QString& de, const QString& corps, const QString& adresse = "10.0.0.7")
+{
+    return {stdText(Parametres {}.titreFenetreMessenger),
+            stdText(popupTexte("Message from " + de + " to BOB on d", corps)),
+            stdText(de),
+            "BOB",
+            stdText(adresse),
+            arrivalTime(Arrivee),
+            {}};
+}
+
 // Counts the atomic writes of the data file: each renames a new file onto its name.
 class EcrituresDonnees
 {
@@ -93,6 +105,7 @@ protected:
         gDefinirFichierParametres({});
     }
 
+    void ecrire(const Popup& p) { ASSERT_TRUE(m_spool.write(p)); }
     void ecrire(const QString& de,
                 const QString& texte,
                 const QString& titre = gParametres().titreFenetreMessenger,
@@ -151,7 +164,7 @@ TEST_F(CaptureTest, StoresOneMessagePerTick)
     };
     const QString En = QStringLiteral("Message from ALICE to BOB on 21/11/2026 10:00:01");
     const QString Fr = QString::fromUtf8("Message de PC9 à BOB le 21/11/2026 10:00:01");
-    const QString Secret = QStringLiteral("Secret 42\r\nok");
+    const QString Secret = QStringLiteral("Secret 42\r\nok"), Brouille = gEncoderTexte(gTexteCrypte(Secret));
     const QString CleArrivee = QStringLiteral("20261120190500125");
     const PopupLanguage Anglais = PopupLanguage::English, Francais = PopupLanguage::French;
     const Cas cas[] = {
@@ -160,16 +173,7 @@ TEST_F(CaptureTest, StoresOneMessagePerTick)
         // Learnt in one language, the service in the other: its own forms are known.
         {false, Francais, false, Arrivee, Fr, "Salut", "PC9", "PC9", "PC9|Salut", CleArrivee},
         {true, Anglais, false, Arrivee, En, "Hi", "ALICE", "Alice [desk]", "ALICE|Hi", CleArrivee},
-        {false,
-         Anglais,
-         true,
-         Arrivee,
-         En,
-         Secret,
-         "ALICE",
-         "Alice [desk]",
-         "ALICE|" + gEncoderTexte(gTexteCrypte(Secret)),
-         CleArrivee},
+        {false, Anglais, true, Arrivee, En, Secret, "ALICE", "Alice [desk]", "ALICE|" + Brouille, CleArrivee},
         // A pop-up that does not say when it came takes the capture's time.
         {false, Anglais, false, {}, En, "Hi", "ALICE", "Alice [desk]", "ALICE|Hi", "20261121100005250"},
     };
@@ -197,8 +201,8 @@ TEST_F(CaptureTest, DropsIgnoredSendersAndLeavesOtherTitles)
 {
     ecrire("X", popupTexte("Message from X to BOB on d", "not ours"), QStringLiteral("Messenger Service"));
     ecrire("MALLORY", popupTexte("Message from mallory to BOB on d", "spam"));
-    ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "first"));
-    ecrire("PC9", popupTexte("Message from PC9 to BOB on d", "second"));
+    ecrire(popup("ALICE", "first"));
+    ecrire(popup("PC9", "second"));
     Capture capture(m_spool.folder());
     capture.setSeuilLot(1);
     const ResultatCapture r = capture.mCapturerMessage();
@@ -223,15 +227,15 @@ TEST_F(CaptureTest, DropsIgnoredSendersAndLeavesOtherTitles)
 TEST_F(CaptureTest, LiveMessagesComeOneATickABacklogAsABatch)
 {
     Capture capture(m_spool.folder());
-    ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "1"));
-    ecrire("PC9", popupTexte("Message from PC9 to BOB on d", "2"));
+    ecrire(popup("ALICE", "1"));
+    ecrire(popup("PC9", "2"));
     for (const char* texte : {"1", "2"}) {
         const ResultatCapture r = capture.mCapturerMessage();
         ASSERT_TRUE(r.message);
         EXPECT_EQ(r.message->texte, texte);
     }
     for (int i = 0; i <= Capture::SeuilLot; ++i) {
-        ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", QString::number(i)));
+        ecrire(popup("ALICE", QString::number(i)));
     }
     const ResultatCapture r = capture.mCapturerMessage();
     EXPECT_FALSE(r.message);
@@ -283,13 +287,7 @@ TEST_F(CaptureTest, TakesEveryPopupWaitingAtATickInOneWrite)
             for (const QString& e : t.ecrits) {
                 const QString de = e.section('|', 0, 0);
                 const QString corps = e.section('|', 1);
-                popups.push_back({stdText(Parametres {}.titreFenetreMessenger),
-                                  stdText(popupTexte("Message from " + de + " to BOB on d", corps)),
-                                  stdText(de),
-                                  "BOB",
-                                  "10.0.0.7",
-                                  arrivalTime(Arrivee),
-                                  {}});
+                popups.push_back(popup(de, corps));
             }
             ASSERT_TRUE(std::ranges::all_of(m_spool.write(popups).durable, std::identity()));
             const ResultatCapture r = capture.mCapturerMessage();
@@ -318,7 +316,7 @@ TEST_F(CaptureTest, JoinsPartsAndStoresThemOnceWhenTheLastArrives)
         IniFile(gFichierDonnees()).removeSection(QLatin1String(SectionMessageRecu));
         auto partie = [&](int i) {
             const QString corps = QStringLiteral("[%1/03]\r\npart %2;").arg(i, 2, 10, QLatin1Char('0')).arg(i);
-            ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", crypte ? gTexteCrypte(corps) : corps));
+            ecrire(popup("ALICE", crypte ? gTexteCrypte(corps) : corps));
         };
         auto capture = std::make_unique<Capture>(m_spool.folder());
         for (int i = 1; i <= 2; ++i) {
@@ -357,25 +355,12 @@ TEST_F(CaptureTest, JoinsPartsPerSenderAsTheSenderNumbersThem)
     }
     ASSERT_TRUE(envoi.envoyerMaintenant({long_, {DestinataireChoisi::Liste::Utilisateurs, -1, "BOB"}, false}));
     ASSERT_GT(luc.size(), 99);
-    const QString De = QStringLiteral("Message from %1 to BOB on d");
     const QStringList max = {"Hello from Max", "[01/02]\r\nHalf ", "[02/02]\r\nand half"};
     std::vector<Popup> popups; // in one sync pass
     for (qsizetype i = 0; i < luc.size(); ++i) {
-        popups.push_back({stdText(Parametres {}.titreFenetreMessenger),
-                          stdText(popupTexte(De.arg("LUC"), luc[i])),
-                          "LUC",
-                          "BOB",
-                          "10.0.0.7",
-                          arrivalTime(Arrivee),
-                          {}});
+        popups.push_back(popup("LUC", luc[i]));
         if (i < max.size()) {
-            popups.push_back({stdText(Parametres {}.titreFenetreMessenger),
-                              stdText(popupTexte(De.arg("MAX"), max[i])),
-                              "MAX",
-                              "BOB",
-                              "10.0.0.8",
-                              arrivalTime(Arrivee),
-                              {}});
+            popups.push_back(popup("MAX", max[i], "10.0.0.8"));
         }
     }
     ASSERT_TRUE(std::ranges::all_of(m_spool.write(popups).durable, std::identity()));
@@ -397,7 +382,7 @@ TEST_F(CaptureTest, FollowsASpoolFolderMadeOrMadeAgainAfterTheStart)
     Capture capture(m_spool.folder()); // no folder yet: the service has not started
     EXPECT_FALSE(capture.mCapturerMessage().message);
     for (const QString texte : {"first", "after the folder was made again"}) {
-        ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", texte));
+        ecrire(popup("ALICE", texte));
         const ResultatCapture r = capture.mCapturerMessage();
         ASSERT_TRUE(r.message);
         EXPECT_EQ(r.message->texte, texte);
@@ -408,7 +393,7 @@ TEST_F(CaptureTest, FollowsASpoolFolderMadeOrMadeAgainAfterTheStart)
 
 TEST_F(CaptureTest, OnlyRemovesAPopupStoredBeforeACrash)
 {
-    ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "hi"));
+    ecrire(popup("ALICE", "hi"));
     const QString id = qtext(m_spool.all().front().id);
     IniFile(gFichierDonnees()).writeString(QLatin1String(SectionPopupCapture), id, "20261121095959000");
     Capture capture(m_spool.folder());
@@ -419,13 +404,13 @@ TEST_F(CaptureTest, OnlyRemovesAPopupStoredBeforeACrash)
 
 TEST_F(CaptureTest, KeepsEveryPopupWhenTheStoreFails)
 {
-    ecrire("LUC", popupTexte("Message from LUC to BOB on d", "[01/02]\r\nHalf "));
+    ecrire(popup("LUC", "[01/02]\r\nHalf "));
     auto capture = std::make_unique<Capture>(m_spool.folder());
     capture->setSeuilLot(1);
     EXPECT_FALSE(capture->mCapturerMessage().message);
-    ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "hi"));
-    ecrire("MALLORY", popupTexte("Message from MALLORY to BOB on d", "spam"));
-    ecrire("LUC", popupTexte("Message from LUC to BOB on d", "[02/02]\r\nhalf"));
+    ecrire(popup("ALICE", "hi"));
+    ecrire(popup("MALLORY", "spam"));
+    ecrire(popup("LUC", "[02/02]\r\nhalf"));
     // A folder where the data file should be: the write must fail.
     const QString donnees = gFichierDonnees();
     ASSERT_TRUE(QDir().mkpath(m_dir.filePath("blocked/Pilvanor.pv")));
@@ -457,7 +442,7 @@ TEST_F(CaptureTest, FiresDueRemindersWhetherCaptureIsOnOrNot)
         doc.setValue(SectionRappel, "20261120080003", "broken");
     });
     gParametres().capturerMessage = false;
-    ecrire("ALICE", popupTexte("Message from ALICE to BOB on d", "hi"));
+    ecrire(popup("ALICE", "hi"));
     Capture capture(m_spool.folder());
 
     auto r = capture.mCapturerMessage();

@@ -55,8 +55,10 @@ _ns_pids() {
     for ns in "${_NAMESPACES[@]}"; do ip netns pids "$ns" 2>/dev/null; done
 }
 
+_no_ns_pids() { [ -z "$(_ns_pids)" ]; }
+
 _cleanup() {
-    local status=$? ns pids=() i
+    local status=$? ns pids=()
     set +e
     if [ "$_FAILED" = 1 ] || { [ "$status" != 0 ] && [ "$status" != 77 ]; }; then
         _dump_logs
@@ -64,12 +66,10 @@ _cleanup() {
     # Every process inside our namespaces was started by this run: daemons, their children, message commands.
     mapfile -t pids < <(_ns_pids)
     [ ${#pids[@]} -eq 0 ] || kill "${pids[@]}" 2>/dev/null
-    for i in $(seq 1 40); do
+    if ! poll 2 _no_ns_pids; then
         mapfile -t pids < <(_ns_pids)
-        [ ${#pids[@]} -eq 0 ] && break
-        sleep 0.05
-    done
-    [ ${#pids[@]} -eq 0 ] || kill -KILL "${pids[@]}" 2>/dev/null
+        kill -KILL "${pids[@]}" 2>/dev/null
+    fi
     for ns in "${_NAMESPACES[@]}"; do ip netns delete "$ns" 2>/dev/null; done
     wait 2>/dev/null
     if [ -n "${PV_KEEP:-}" ]; then
@@ -294,16 +294,16 @@ start_nmbd() {
 
 # wait_port H PORT [SECONDS]: waits until a TCP socket listens on PORT inside H.
 wait_port() {
-    local h=$1 port=$2 limit=${3:-10} i daemon var
-    for i in $(seq 1 $((limit * 20))); do
-        [ -n "$(in_host "$h" ss -Hltn "sport = :$port")" ] && return 0
-        for daemon in SMBD NMBD; do
-            var="${daemon}_PID_$h"
-            [ -z "${!var:-}" ] || kill -0 "${!var}" 2>/dev/null || fail "${daemon,,} on $h has ended"
-        done
-        sleep 0.05
+    poll "${3:-10}" _listens "$1" "$2" || fail "nothing listens on port $2 in $1 after ${3:-10}s"
+}
+_listens() {
+    local daemon var
+    [ -n "$(in_host "$1" ss -Hltn "sport = :$2")" ] && return 0
+    for daemon in SMBD NMBD; do
+        var="${daemon}_PID_$1"
+        [ -z "${!var:-}" ] || kill -0 "${!var}" 2>/dev/null || fail "${daemon,,} on $1 has ended"
     done
-    fail "nothing listens on port $port in $h after ${limit}s"
+    return 1
 }
 
 # wait_name FROM NAME#TYPE [SECONDS]: asks by broadcast from host FROM until NAME answers; prints its address.
@@ -364,6 +364,12 @@ popup_body() {
     file=$(find "$WORK/$1/spool" -maxdepth 1 -name '*.popup' | sort | sed -n "$2p")
     [ -n "$file" ] || fail "$1 has no pop-up $2"
     tr -d '\r' <"$file" | sed '1,/^$/d' | sed '1,2d'
+}
+
+# expect_popup H I TEXT: waits for H's I-th pop-up, whose body must be TEXT.
+expect_popup() {
+    wait_popups "$1" "$2"
+    [ "$(popup_body "$1" "$2")" = "$3" ] || fail "$1's pop-up $2: <$(popup_body "$1" "$2")>, expected <$3>"
 }
 
 # wait_popups H COUNT: waits until H's spool holds COUNT pop-ups.

@@ -21,8 +21,7 @@ wait_name h1 'PEERH2#03' >/dev/null
 wait_name h1 'PEERH3#03' >/dev/null
 
 out=$(printf 'Hello\nPEERH2\n' | in_host h1 "$send_bin" --from alice PEERH2 2>&1) || fail "pilvanor-send PEERH2: $out"
-wait_popups h2 1
-[ "$(popup_body h2 1)" = $'Hello\nPEERH2' ] || fail "h2's pop-up: <$(popup_body h2 1)>"
+expect_popup h2 1 $'Hello\nPEERH2'
 
 # One mailslot write holds 424 bytes: From\0To\0Text\0 with "alice" and "TESTWG*" leaves 409 for the text. A
 # longer one is refused, not cut.
@@ -32,20 +31,16 @@ out=$(in_host h1 "$send_bin" --from alice 'TESTWG*' "$long" 2>&1) || status=$?
 [ "$status" = 2 ] && grep -q 'holds 409' <<<"$out" || fail "a text too long for a datagram gave $status: $out"
 out=$(in_host h1 "$send_bin" --from alice 'TESTWG*' "${long:0:409}" 2>&1) || fail "pilvanor-send TESTWG*: $out"
 [ "$out" = "Message broadcast to TESTWG*." ] || fail "pilvanor-send TESTWG* said: $out"
-wait_popups h2 2
-wait_popups h3 1
-[ "$(popup_body h2 2)" = "${long:0:409}" ] || fail "h2's broadcast pop-up: <$(popup_body h2 2)>"
-[ "$(popup_body h3 1)" = "${long:0:409}" ] || fail "h3's broadcast pop-up: <$(popup_body h3 1)>"
+expect_popup h2 2 "${long:0:409}"
+expect_popup h3 1 "${long:0:409}"
 
 # By address: called as *SMBSERVER, which the service takes, so no name query is needed (h5 answers none).
 for h in h3 h5; do
     ip_var="IP_$h"
     out=$(in_host h1 "$send_bin" --from alice "${!ip_var}" "By address to $h" 2>&1) || fail "pilvanor-send $h: $out"
 done
-wait_popups h3 2
-wait_popups h5 1
-[ "$(popup_body h3 2)" = 'By address to h3' ] || fail "h3's pop-up by address: <$(popup_body h3 2)>"
-[ "$(popup_body h5 1)" = 'By address to h5' ] || fail "h5's pop-up by address: <$(popup_body h5 1)>"
+expect_popup h3 2 'By address to h3'
+expect_popup h5 1 'By address to h5'
 
 # Computers only: the services' names PEERH2 and PEERH3 and h2's alias JEANPIERRE are messenger names.
 wait_name h1 'PEERB#00' >/dev/null

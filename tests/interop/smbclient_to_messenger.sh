@@ -21,17 +21,15 @@ body() { perl -0777 -pe 's/\A.*?\n\n.*?\r\n\r\n//s' "$(popup "$1")"; }
 count=0
 # send [ADDRESS] TEXT: smbclient to BOB; the newest pop-up must hold TEXT with CR LF line ends.
 send() {
-    local address=$1 text=$2 out status=0 expected
+    local address=$1 text=$2 out status=0 expected fields key
     out=$(printf '%s' "$text" | send_with_smbclient h1 BOB "$address" 2>&1) || status=$?
     [ "$status" = 0 ] && ! grep -q NT_STATUS <<<"$out" || fail "smbclient -M BOB: status $status: $out"
     count=$((count + 1))
     [ -n "$(popup "$count")" ] || fail "no pop-up $count after: $out"
     expected=$(printf '%s' "$text" | perl -pe 's/\n/\r\n/g'; echo .)
     [ "$(body "$count"; echo .)" = "$expected" ] || fail "pop-up $count holds <$(body "$count")>, sent <$text>"
-    [ "$(field "$count" From)" = alice ] || fail "pop-up $count sender: $(field "$count" From)"
-    [ "$(field "$count" To)" = BOB ] || fail "pop-up $count recipient: $(field "$count" To)"
-    [ "$(field "$count" Peer)" = "$IP_h1" ] || fail "pop-up $count peer: $(field "$count" Peer)"
-    [ "$(field "$count" Title)" = "Messenger Service " ] || fail "pop-up $count title: <$(field "$count" Title)>"
+    fields=$(for key in From To Peer Title; do printf '%s|' "$(field "$count" "$key")"; done)
+    [ "$fields" = "alice|BOB|$IP_h1|Messenger Service |" ] || fail "pop-up $count from, to, peer, title: <$fields>"
 }
 
 send "$IP_h2" $'Hello\n'

@@ -7,6 +7,7 @@ set -euo pipefail
 BUILD=$(cd "${1:?usage: $0 BUILD_DIR}" && pwd)
 skip() { echo "SKIP: $*"; exit 77; }
 fail() { echo "FAIL: $*" >&2; exit 1; }
+source "$(dirname "$0")/../poll.sh"
 [ "$(id -u)" -eq 0 ] || skip "needs root (chroot, mount, debootstrap)"
 for tool in cpack debootstrap dpkg-deb dpkg-shlibdeps chroot unshare ip flock; do
     command -v "$tool" >/dev/null || skip "$tool is not installed"
@@ -39,42 +40,10 @@ trap cleanup EXIT
 codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
 [ -n "$codename" ] || skip "no VERSION_CODENAME in /etc/os-release"
 
-# The mirror apt uses for this release: deb822 .sources stanzas, else one-line .list entries.
+# The mirror apt uses for this release.
 mirror() {
     [ -z "${PV_DEBIAN_MIRROR:-}" ] || { echo "$PV_DEBIAN_MIRROR"; return; }
-    local file line uris suites words
-    for file in /etc/apt/sources.list.d/*.sources; do
-        [ -f "$file" ] || continue
-        uris= suites=
-        while IFS= read -r line || [ -n "$line" ]; do
-            if [ -z "${line//[[:space:]]/}" ]; then
-                [[ -n $uris && $suites == *" $codename "* ]] && break
-                uris= suites=
-                continue
-            fi
-            case $line in
-            URIs:*) uris=${line#URIs:} ;;
-            Suites:*) suites=" ${line#Suites:} " ;;
-            esac
-        done <"$file"
-        if [[ -n $uris && $suites == *" $codename "* ]]; then
-            read -r line _ <<<"$uris"
-            echo "$line"
-            return
-        fi
-    done
-    for file in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
-        [ -f "$file" ] || continue
-        while read -r -a words; do
-            [ "${words[0]:-}" = deb ] || continue
-            words=("${words[@]:1}")
-            if [[ ${words[0]:-} == \[* ]]; then # options: [ ... ]
-                while [ ${#words[@]} -gt 0 ] && [[ ${words[0]} != *\] ]]; do words=("${words[@]:1}"); done
-                words=("${words[@]:1}")
-            fi
-            [ "${words[1]:-}" = "$codename" ] && { echo "${words[0]}"; return; }
-        done <"$file"
-    done
+    apt-get indextargets --format '$(REPO_URI)' "Release: $codename" "Target-Of: deb" | awk 'NR == 1'
 }
 
 in_root() {
@@ -161,11 +130,7 @@ mkdir -p "$ROOT/tmp/home" && touch "$ROOT/tmp/home/.local"
 timeout 10 chroot "$ROOT" env -i PATH=/usr/bin:/bin HOME=/tmp/home XDG_RUNTIME_DIR=/tmp QT_QPA_PLATFORM=offscreen \
     PILVANOR_MESSENGER=off pilvanor >"$WORK/pilvanor.log" 2>&1 &
 desktop=$!
-for _ in $(seq 100); do
-    grep -q 'The data folder' "$WORK/pilvanor.log" && break
-    kill -0 "$desktop" 2>/dev/null || break
-    sleep 0.1
-done
+poll 10 grep -q 'The data folder' "$WORK/pilvanor.log" || true
 kill "$desktop" 2>/dev/null || true
 wait "$desktop" 2>/dev/null || true
 grep -q 'The data folder /tmp/home/.local/share/Pilvanor cannot be created' "$WORK/pilvanor.log" ||

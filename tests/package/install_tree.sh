@@ -14,6 +14,7 @@ cleanup() {
 }
 trap cleanup EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
+source "$(dirname "$0")/../poll.sh"
 command -v man >/dev/null || { echo "SKIP: man is not installed"; exit 77; }
 
 STAGE=$WORK/stage
@@ -88,11 +89,6 @@ mkdir -p "$HOME" && mkdir -m 700 "$XDG_RUNTIME_DIR"
 touch "$HOME/.local"
 "$U/bin/pilvanor" >"$WORK/pilvanor.log" 2>&1 &
 PID=$!
-for _ in $(seq 100); do
-    grep -q 'STAGED The data folder' "$WORK/pilvanor.log" && break
-    kill -0 "$PID" 2>/dev/null || break
-    sleep 0.1
-done
-grep -q 'STAGED The data folder' "$WORK/pilvanor.log" ||
+poll 10 grep -q 'STAGED The data folder' "$WORK/pilvanor.log" ||
     fail "the installed pilvanor did not use share/pilvanor/pv.ENG: $(cat "$WORK/pilvanor.log")"
 echo "PASS install tree"

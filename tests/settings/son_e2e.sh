@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs tst_SonPreference against a private PulseAudio whose only output is a null sink.
 set -euo pipefail
+source "$(dirname "$0")/../poll.sh"
 TEST=${1:?usage: $0 TST_SONPREFERENCE}
 for tool in pulseaudio pactl pacat; do
     command -v "$tool" >/dev/null || { echo "SKIP: $tool is not installed" >&2; exit 77; }
@@ -19,11 +20,6 @@ pulseaudio --daemonize=no -n --exit-idle-time=-1 --use-pid-file=no \
     --load="module-null-sink sink_name=pvnull" \
     --load="module-native-protocol-unix auth-anonymous=1 socket=${PULSE_SERVER#unix:}" >"$WORK/pulseaudio.log" 2>&1 &
 PA=$!
-for _ in $(seq 50); do
-    pactl info >/dev/null 2>&1 && break
-    kill -0 "$PA" 2>/dev/null || break
-    sleep 0.1
-done
-pactl info >/dev/null 2>&1 || { echo "SKIP: pulseaudio did not start: $(tail -n 3 "$WORK/pulseaudio.log")" >&2; exit 77; }
+poll 5 pactl info >/dev/null 2>&1 || { echo "SKIP: pulseaudio did not start: $(tail -n 3 "$WORK/pulseaudio.log")" >&2; exit 77; }
 
 "$TEST"

@@ -92,6 +92,7 @@ private Q_SLOTS:
         QCOMPARE(w.txtApercuPolice->text(), "Courier, 9 pt");
         QCOMPARE(w.txtApercuPolice->palette().color(QPalette::Text), QColor(255, 0, 0));
         QCOMPARE(w.cboAffichageMessage->currentIndex(), 1);
+        QCOMPARE(w.txtDelaiAttente->text() + ' ' + w.txtNbMessageMaxHistorique->text(), "750 9"); // the fixture's
     }
 
     void hotKeyBoxReadsCombinations()
@@ -126,9 +127,8 @@ private Q_SLOTS:
     {
         frmPreference w;
         w.show();
-        for (QLineEdit* box : {w.txtNbMessageMaxHistorique, w.txtDelaiAttente, w.txtExpediteur}) {
-            box->clear();
-        }
+        w.txtNbMessageMaxHistorique->clear();
+        w.txtExpediteur->clear();
         QTest::keyClicks(w.txtNbMessageMaxHistorique, "1x2 ");
         QTest::keyClicks(w.txtExpediteur, "jean pi");
         w.txtExpediteur->setCursorPosition(4);
@@ -150,7 +150,7 @@ private Q_SLOTS:
                                  setting("General", "Expediteur"),
                                  setting("General", "MinimiserSysTray"),
                                  setting("Signature", "Texte")};
-        QCOMPARE(got, QStringList({"12", "500", "JEAN-XYPI012345", "1", "Bob¶Desk 4"}));
+        QCOMPARE(got, QStringList({"12", "750", "JEAN-XYPI012345", "1", "Bob¶Desk 4"}));
         QVERIFY(m_fixture.boxes.isEmpty());
     }
 

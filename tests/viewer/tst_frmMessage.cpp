@@ -151,13 +151,7 @@ private Q_SLOTS:
             f->mstrMessage = "m";
             QVERIFY(f->mCharger());
             f->show();
-            QVERIFY2(ecran.contains(f->frameGeometry()),
-                     qPrintable(QString("%1 %2,%3 %4x%5")
-                                    .arg(i)
-                                    .arg(f->frameGeometry().x())
-                                    .arg(f->frameGeometry().y())
-                                    .arg(f->frameGeometry().width())
-                                    .arg(f->frameGeometry().height())));
+            QVERIFY2(ecran.contains(f->frameGeometry()), qPrintable(QDebug::toString(f->frameGeometry())));
             QVERIFY(!coins.contains(f->pos()));
             coins.append(f->pos());
         }
@@ -178,13 +172,8 @@ private Q_SLOTS:
                 QVERIFY(QTest::qWaitForWindowExposed(&w));
                 for (QWidget* c : w.findChildren<QWidget*>()) {
                     if (c->isVisible() && (qobject_cast<QAbstractButton*>(c) || qobject_cast<QLabel*>(c))) {
-                        QVERIFY2(c->width() >= c->sizeHint().width(),
-                                 qPrintable(QString("%1 %2 %3: %4 < %5")
-                                                .arg(langue)
-                                                .arg(int(type))
-                                                .arg(c->objectName())
-                                                .arg(c->width())
-                                                .arg(c->sizeHint().width())));
+                        const QString quoi = QString("%1 %2 %3").arg(langue).arg(int(type)).arg(c->objectName());
+                        QVERIFY2(c->width() >= c->sizeHint().width(), qPrintable(quoi));
                     }
                 }
             }
