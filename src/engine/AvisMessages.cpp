@@ -94,10 +94,10 @@ frmMessage* AvisMessages::ouvrirNouveauMessage(const MessageCapture& message, co
     f->mstrExpediteur = message.expediteur;
     f->mstrDateHeure = gFormaterDateHeureCle(message.cleHistorique);
     f->mstrMessage = message.texte;
-    f->mstrDateHeurePremierMessage = message.cleHistorique;
-    f->mNouveauxMessages = lot;
+    f->clePremierMessage = message.cleHistorique;
+    f->nouveauxMessages = lot;
     // A backlog's senders are not checked: their addresses may have changed hands since they came.
-    f->mstrAdressePair = lot.isEmpty() ? message.adresse : QString();
+    f->adresseExpediteur = lot.isEmpty() ? message.adresse : QString();
     f->mCharger();
     Q_EMIT fenetreOuverte(f);
     m_fenetresNouveauxMessages.append(f);
@@ -131,7 +131,7 @@ void AvisMessages::mNotifierMessage(const MessageCapture& message)
     } else if (p.affichageMessage == AffichageMessage::UneSeuleFenetre) {
         if (!m_fenetreUnique) {
             m_fenetreUnique = ouvrirNouveauMessage(message);
-        } else if (m_fenetreUnique->mObtenirHistoriqueMessage(m_fenetreUnique->mstrDateHeurePremierMessage) > 0) {
+        } else if (m_fenetreUnique->mObtenirHistoriqueMessage(m_fenetreUnique->clePremierMessage) > 0) {
             m_fenetreUnique->mChargerListeUtilisateurDateHeure();
         }
         m_fenetreUnique->setWindowTitle(titreNouveauMessage(qMax(qsizetype(1), m_fenetreUnique->historique().size())));

@@ -172,15 +172,15 @@ bool frmMessage::mCharger()
 {
     switch (mintTypeFenetre) {
     case TypeFenetre::NouveauMessage:
-        if (!mNouveauxMessages.isEmpty()) {
-            m_historique = std::exchange(mNouveauxMessages, {});
+        if (!nouveauxMessages.isEmpty()) {
+            m_historique = std::exchange(nouveauxMessages, {});
             mChargerListeUtilisateurDateHeure();
         } else if (gParametres().affichageMessage == AffichageMessage::UneSeuleFenetre
-                   && mObtenirHistoriqueMessage(mstrDateHeurePremierMessage) > 0) {
+                   && mObtenirHistoriqueMessage(clePremierMessage) > 0) {
             mChargerListeUtilisateurDateHeure();
         } else {
             cboUtilisateur->hide();
-            m_cleAffichee = mstrDateHeurePremierMessage;
+            m_cleAffichee = clePremierMessage;
             mAfficherMessage();
         }
         cmdSupprimer->hide();
@@ -292,14 +292,14 @@ void frmMessage::mAfficherMessage()
 
 void frmMessage::mVerifierExpediteur()
 {
-    if (mstrAdressePair.isEmpty()) {
+    if (adresseExpediteur.isEmpty()) {
         return;
     }
-    const QString cle = mstrDateHeurePremierMessage;
+    const QString cle = clePremierMessage;
     gVerifierExpediteurAsync(
         this,
         mstrExpediteur,
-        mstrAdressePair,
+        adresseExpediteur,
         [this, cle](VerdictExpediteur verdict) {
             if (verdict == VerdictExpediteur::AutreAdresse) {
                 m_cleDouteuse = cle;
@@ -307,7 +307,7 @@ void frmMessage::mVerifierExpediteur()
             }
             Q_EMIT expediteurVerifie(verdict);
         },
-        mResolveurs);
+        resolveurs);
 }
 
 void frmMessage::mAfficherExpediteurDouteux()
@@ -315,7 +315,7 @@ void frmMessage::mAfficherExpediteurDouteux()
     // Only beside the message that was checked, not the older ones of a shared window.
     const bool douteux = !m_cleDouteuse.isNull() && m_cleAffichee == m_cleDouteuse;
     if (douteux) {
-        lblExpediteurDouteux->setText(gTexteMessage("ExpediteurNonVerifie", {mstrAdressePair}));
+        lblExpediteurDouteux->setText(gTexteMessage("ExpediteurNonVerifie", {adresseExpediteur}));
     }
     lblExpediteurDouteux->setVisible(douteux);
 }

@@ -51,14 +51,14 @@ public:
     QString mstrExpediteur;
     QString mstrDateHeure;
     QString mstrMessage;
-    QString mstrDateHeurePremierMessage;
+    QString clePremierMessage;
     QString mstrCleRappel;
     QStringList mvarRappel;
     // New messages that came together: listed, in place of the one message above.
-    QList<EntreeHistorique> mNouveauxMessages;
+    QList<EntreeHistorique> nouveauxMessages;
     // The peer address of a new message: checked against the sender's addresses when given.
-    QString mstrAdressePair;
-    ResolveursExpediteur mResolveurs = gResolveursReseau(); // tests keep it off the LAN
+    QString adresseExpediteur;
+    ResolveursExpediteur resolveurs = gResolveursReseau(); // tests keep it off the LAN
     // The main window's mRepondre (station, text, prefix flag), given by the opener.
     std::function<void(const QString&, const QString&, bool)> mRepondre;
 

@@ -96,7 +96,7 @@ private Q_SLOTS:
         }
         gParametres().affichageMessage = AffichageMessage::UneSeuleFenetre;
         frmMessage w(TypeFenetre::NouveauMessage);
-        w.mstrDateHeurePremierMessage = "20040102000000000";
+        w.clePremierMessage = "20040102000000000";
         QVERIFY(w.mCharger());
         QCOMPARE(w.cboUtilisateur->itemText(1) + '|' + w.cboUtilisateur->itemText(2), "2004-01-02 00:00:00 - Alice|");
     }
@@ -110,9 +110,9 @@ private Q_SLOTS:
               {"127.0.0.2", "Sent from 127.0.0.2, which is not an address of this sender."}}) {
             frmMessage w(TypeFenetre::NouveauMessage);
             w.mstrExpediteur = "localhost";
-            w.mstrDateHeurePremierMessage = "20040101000000000";
-            w.mstrAdressePair = pair;
-            w.mResolveurs.netbios = [](const codec::NetbiosName&) { return std::vector<uint32_t> {}; };
+            w.clePremierMessage = "20040101000000000";
+            w.adresseExpediteur = pair;
+            w.resolveurs.netbios = [](const codec::NetbiosName&) { return std::vector<uint32_t> {}; };
             QEventLoop loop;
             connect(&w, &frmMessage::expediteurVerifie, &loop, &QEventLoop::quit);
             QVERIFY(w.mCharger());
