@@ -1,10 +1,10 @@
 #include "common/Parametres.h"
-#include "common/MessengerText.h"
 
 #include "common/DataFile.h"
 #include "common/Error.h"
 #include "common/IniFile.h"
 #include "common/Language.h"
+#include "common/MessengerText.h"
 #include "common/TexteSaisi.h"
 #include "messenger/Transport.h"
 
